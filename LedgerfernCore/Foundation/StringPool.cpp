@@ -1,0 +1,43 @@
+#include "Foundation/StringPool.h"
+
+#include <functional>
+
+namespace ledgerfern {
+
+StringPool::Index StringPool::add(std::string_view text) {
+    if (text.size() > UINT32_MAX - bytes_.size() || ends_.size() >= none - 1) return none;
+    bytes_.append(text.data(), text.size());
+    ends_.push_back(static_cast<std::uint32_t>(bytes_.size()));
+    return static_cast<Index>(ends_.size() - 1);
+}
+
+void StringPool::shrinkToFit() {
+    bytes_.shrinkToFit();
+    ends_.shrinkToFit();
+}
+
+/// The slot that holds `text`, or the free slot where it belongs. The table must have a free slot.
+std::size_t StringIndex::slotOf(std::string_view text) const {
+    const std::size_t mask = slots_.size() - 1;
+    std::size_t slot = std::hash<std::string_view>{}(text)&mask;
+    while (slots_[slot] != StringPool::none && pool_[slots_[slot]] != text) slot = (slot + 1) & mask;
+    return slot;
+}
+
+StringIndex::Index StringIndex::find(std::string_view text) const {
+    return slots_.empty() ? StringPool::none : slots_[slotOf(text)];
+}
+
+StringIndex::Index StringIndex::intern(std::string_view text) {
+    if (slots_.size() / 4 * 3 <= pool_.size()) grow();
+    const std::size_t slot = slotOf(text);
+    if (slots_[slot] == StringPool::none) slots_[slot] = pool_.add(text);
+    return slots_[slot];
+}
+
+void StringIndex::grow() {
+    slots_.assign(slots_.empty() ? 8 : slots_.size() * 2, StringPool::none);
+    for (Index index = 0; index < pool_.size(); ++index) slots_[slotOf(pool_[index])] = index;
+}
+
+}  // namespace ledgerfern

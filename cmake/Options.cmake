@@ -1,0 +1,17 @@
+# The warnings and sanitizers that every target of the project is built with.
+
+add_library(ledgerfern_options INTERFACE)
+target_compile_options(ledgerfern_options INTERFACE
+  -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow -Wold-style-cast -Wnon-virtual-dtor
+  -Woverloaded-virtual -Wcast-align -Wimplicit-fallthrough -Werror)
+
+if(LEDGERFERN_SANITIZE)
+  target_compile_options(ledgerfern_options INTERFACE
+    -fsanitize=${LEDGERFERN_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(ledgerfern_options INTERFACE -fsanitize=${LEDGERFERN_SANITIZE})
+endif()
+
+find_program(LEDGERFERN_CCACHE ccache)
+if(LEDGERFERN_CCACHE)
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${LEDGERFERN_CCACHE})
+endif()
