@@ -1,0 +1,64 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace ledgerfern {
+
+/// Writes one JSON document into a string, pretty-printed with two blanks a level, without holding it as a tree.
+///
+/// The keys of an object must come in ascending order of their bytes, each once: a document's bytes follow from its
+/// content alone. Anything else is a fault of this program, as is a number that isn't finite. Texts may be any bytes:
+/// each bad byte of invalid UTF-8 is written as U+FFFD.
+class JsonWriter {
+public:
+    explicit JsonWriter(std::string& out) : out_(out) {}
+
+    void beginObject();
+    void endObject();
+    void beginArray();
+    void endArray();
+    void key(std::string_view name);
+
+    void null();
+    void value(bool flag);
+    void value(std::int64_t number);
+    /// The shortest text that reads back as the same double.
+    void value(double number);
+    void value(std::string_view text);
+    void value(const char* text) { value(std::string_view(text)); }
+    void value(const std::string& text) { value(std::string_view(text)); }
+    template <class T>
+    void value(const std::optional<T>& optional) {
+        if (optional)
+            value(*optional);
+        else
+            null();
+    }
+
+    template <class T>
+    void member(std::string_view name, const T& content) {
+        key(name);
+        value(content);
+    }
+
+private:
+    struct Level {
+        bool isObject;
+        bool isEmpty = true;
+        std::string lastKey;
+    };
+
+    void beginValue();
+    void newLine();
+    void end(bool isObject, char bracket);
+
+    std::string& out_;
+    std::vector<Level> levels_;
+    bool afterKey_ = false;
+};
+
+}  // namespace ledgerfern
