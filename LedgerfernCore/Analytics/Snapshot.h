@@ -11,8 +11,8 @@
 
 namespace ledgerfern {
 
-/// Everything that one scan found: each usable session, their roll-up and the health of the logs, valid as of one
-/// instant. A plain value that shares nothing mutable with the engine; any thread may read it.
+/// Everything that one scan found: each usable session, their roll-up and the health of the logs, valid as of
+/// one instant. A plain value that shares nothing mutable with the engine; any thread may read it.
 struct Snapshot {
     Aggregates aggregates;  ///< Roll-up of `sessions`.
     SessionList sessions;   ///< Every usable session, latest `lastTs` first, those without one last.
@@ -20,8 +20,8 @@ struct Snapshot {
     std::map<std::string, std::string> sessionIDs;   ///< Session id of each session, by log path.
     std::map<ToolKind, std::int64_t> filesPerTool;   ///< Log files counted; only tools with an entry.
     Instant generatedAt = 0;                         ///< When the snapshot was finished.
-    std::int64_t malformedLines = 0;                 ///< Lines that should have been read and weren't JSON objects.
-    std::vector<std::string> formatWarnings;         ///< Sentences for the user, from `FormatHealth`.
+    std::int64_t malformedLines = 0;          ///< Lines that should have been read and weren't JSON objects.
+    std::vector<std::string> formatWarnings;  ///< Sentences for the user, from `FormatHealth`.
 
     /// The sessions of one tool, in order; all where `tool` is absent.
     SessionList sessionsOf(std::optional<ToolKind> tool) const;

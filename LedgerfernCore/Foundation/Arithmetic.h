@@ -8,9 +8,9 @@
 
 /// Arithmetic on 64-bit counters that never wraps.
 ///
-/// Two kinds of it, never mixed: numbers of our own are checked, and a result out of range is a fault of this program;
-/// numbers that a log, a database or a settings file holds may be anything, so an operation that would leave 64 bits is
-/// not made.
+/// Two kinds of it, never mixed: numbers of our own are checked, and a result out of range is a fault of this
+/// program; numbers that a log, a database or a settings file holds may be anything, so an operation that
+/// would leave 64 bits is not made.
 namespace ledgerfern {
 
 /// `a` + `b`; a fault where that leaves 64 bits. For counts of this program's own.
@@ -23,7 +23,8 @@ inline std::int64_t checkedAdd(std::int64_t a, std::int64_t b) {
 /// Adds `value` to `sum` unless that would leave 64 bits; then `sum` stays. For numbers from outside.
 inline void addFromOutside(std::int64_t& sum, std::int64_t value) {
     std::int64_t result = 0;
-    if (!__builtin_add_overflow(sum, value, &result)) [[likely]] sum = result;
+    if (!__builtin_add_overflow(sum, value, &result)) [[likely]]
+        sum = result;
 }
 
 /// `a` − `b`, or absent where that leaves 64 bits.
@@ -45,7 +46,10 @@ inline std::optional<std::int64_t> truncated(double value) {
     return static_cast<std::int64_t>(value);
 }
 
-/// `value` rounded to the nearest integer, halves away from zero; absent where that isn't a 64-bit signed integer.
-inline std::optional<std::int64_t> rounded(double value) { return truncated(std::round(value)); }
+/// `value` rounded to the nearest integer, halves away from zero; absent where that isn't a 64-bit signed
+/// integer.
+inline std::optional<std::int64_t> rounded(double value) {
+    return truncated(std::round(value));
+}
 
 }  // namespace ledgerfern

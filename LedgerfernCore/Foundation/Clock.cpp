@@ -5,7 +5,9 @@
 namespace ledgerfern {
 
 Clock systemClock() {
-    return [] { return std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count(); };
+    return [] {
+        return std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count();
+    };
 }
 
 Clock fixedClock(double now) {

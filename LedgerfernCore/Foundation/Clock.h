@@ -4,8 +4,8 @@
 
 namespace ledgerfern {
 
-/// The present instant in seconds since the Unix epoch. Everything that depends on "now" asks one of these, so that a
-/// test or an option can fix it.
+/// The present instant in seconds since the Unix epoch. Everything that depends on "now" asks one of these,
+/// so that a test or an option can fix it.
 using Clock = std::function<double()>;
 
 /// The system's clock.

@@ -18,13 +18,13 @@ using OptionalJson = std::optional<JsonValue>;
 
 /// Reads JSON texts (RFC 8259), one at a time, into memory that is used again for the next.
 ///
-/// The whole text is validated: a byte-order mark, invalid UTF-8, a control character in a string, anything but white
-/// space behind the value, or more than 1,024 arrays and objects inside each other make it invalid. Valid, and read
-/// so: a lone surrogate escape is U+FFFD; an integer beyond 64 bits is the nearest double; a number beyond a double's
-/// range is null, since it counts as missing wherever a number is read.
+/// The whole text is validated: a byte-order mark, invalid UTF-8, a control character in a string, anything
+/// but white space behind the value, or more than 1,024 arrays and objects inside each other make it invalid.
+/// Valid, and read so: a lone surrogate escape is U+FFFD; an integer beyond 64 bits is the nearest double; a
+/// number beyond a double's range is null, since it counts as missing wherever a number is read.
 ///
-/// The fast reader behind it refuses these valid texts, so a text that it refuses is brought into a form of the same
-/// meaning that it takes (`normalisedJson`), and is read once more.
+/// The fast reader behind it refuses these valid texts, so a text that it refuses is brought into a form of
+/// the same meaning that it takes (`normalisedJson`), and is read once more.
 class JsonReader {
 public:
     /// Bytes that must be readable behind a text given to `readPadded`; what they hold is of no consequence.
@@ -45,8 +45,8 @@ private:
     std::string normalised_;
 };
 
-/// The text with each lone surrogate escape, each integer beyond 64 bits and each number beyond a double's range
-/// replaced by what it reads as. Texts that aren't valid JSON stay invalid.
+/// The text with each lone surrogate escape, each integer beyond 64 bits and each number beyond a double's
+/// range replaced by what it reads as. Texts that aren't valid JSON stay invalid.
 void normaliseJson(std::string_view text, std::string& result);
 
 /// The value as what it is asked for; absent where it is missing or of another type.
@@ -59,8 +59,8 @@ std::optional<std::int64_t> asInteger(const OptionalJson& value);
 /// A number, a Boolean as 1 or 0.
 std::optional<double> asDouble(const OptionalJson& value);
 
-/// The values of the named members, in the order of the names, in one pass over the object. Of a key that occurs twice
-/// the last value counts.
+/// The values of the named members, in the order of the names, in one pass over the object. Of a key that
+/// occurs twice the last value counts.
 template <class... Names>
 std::array<OptionalJson, sizeof...(Names)> members(const JsonObject& object, Names... names) {
     const std::array<std::string_view, sizeof...(Names)> wanted{std::string_view(names)...};
@@ -74,6 +74,8 @@ std::array<OptionalJson, sizeof...(Names)> members(const JsonObject& object, Nam
 }
 
 /// The value of one member; the last where the key occurs twice.
-inline OptionalJson member(const JsonObject& object, std::string_view name) { return members(object, name)[0]; }
+inline OptionalJson member(const JsonObject& object, std::string_view name) {
+    return members(object, name)[0];
+}
 
 }  // namespace ledgerfern

@@ -8,11 +8,12 @@
 
 namespace ledgerfern {
 
-/// Writes one JSON document into a string, pretty-printed with two blanks a level, without holding it as a tree.
+/// Writes one JSON document into a string, pretty-printed with two blanks a level, without holding it as a
+/// tree.
 ///
-/// The keys of an object must come in ascending order of their bytes, each once: a document's bytes follow from its
-/// content alone. Anything else is a fault of this program, as is a number that isn't finite. Texts may be any bytes:
-/// each bad byte of invalid UTF-8 is written as U+FFFD.
+/// The keys of an object must come in ascending order of their bytes, each once: a document's bytes follow
+/// from its content alone. Anything else is a fault of this program, as is a number that isn't finite. Texts
+/// may be any bytes: each bad byte of invalid UTF-8 is written as U+FFFD.
 class JsonWriter {
 public:
     explicit JsonWriter(std::string& out) : out_(out) {}

@@ -11,11 +11,12 @@ namespace ledgerfern {
 
 /// An array that only grows, whose copies share their storage.
 ///
-/// A parser goes on appending to its array while results that it published earlier are read by other threads, and the
-/// elements are held once between them. The idea: a copy remembers its own length and never looks behind it, and a
-/// block of storage counts how many of its places are taken. Whoever appends takes the next place, if its own length
-/// says that this place is free; if another copy has taken it, or the block is full, it moves to a block of its own.
-/// So an element that any copy can see is never written again, except by `mutableFrom` (see there).
+/// A parser goes on appending to its array while results that it published earlier are read by other threads,
+/// and the elements are held once between them. The idea: a copy remembers its own length and never looks
+/// behind it, and a block of storage counts how many of its places are taken. Whoever appends takes the next
+/// place, if its own length says that this place is free; if another copy has taken it, or the block is full,
+/// it moves to a block of its own. So an element that any copy can see is never written again, except by
+/// `mutableFrom` (see there).
 ///
 /// Different copies may be used from different threads without a lock; one copy, like any value, may not.
 template <class T>
@@ -40,8 +41,8 @@ public:
         size_ += count;
     }
 
-    /// The elements from `index` on, to be changed in place. The caller must have appended them itself since it was
-    /// last copied: no other copy may see them yet.
+    /// The elements from `index` on, to be changed in place. The caller must have appended them itself since
+    /// it was last copied: no other copy may see them yet.
     std::span<T> mutableFrom(std::size_t index) {
         return size_ == index ? std::span<T>{} : std::span<T>{block_->items.get() + index, size_ - index};
     }

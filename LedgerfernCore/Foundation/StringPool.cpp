@@ -20,7 +20,8 @@ void StringPool::shrinkToFit() {
 std::size_t StringIndex::slotOf(std::string_view text) const {
     const std::size_t mask = slots_.size() - 1;
     std::size_t slot = std::hash<std::string_view>{}(text)&mask;
-    while (slots_[slot] != StringPool::none && pool_[slots_[slot]] != text) slot = (slot + 1) & mask;
+    while (slots_[slot] != StringPool::none && pool_[slots_[slot]] != text)
+        slot = (slot + 1) & mask;
     return slot;
 }
 
@@ -37,7 +38,8 @@ StringIndex::Index StringIndex::intern(std::string_view text) {
 
 void StringIndex::grow() {
     slots_.assign(slots_.empty() ? 8 : slots_.size() * 2, StringPool::none);
-    for (Index index = 0; index < pool_.size(); ++index) slots_[slotOf(pool_[index])] = index;
+    for (Index index = 0; index < pool_.size(); ++index)
+        slots_[slotOf(pool_[index])] = index;
 }
 
 }  // namespace ledgerfern

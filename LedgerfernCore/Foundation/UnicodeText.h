@@ -4,12 +4,12 @@
 #include <string>
 #include <string_view>
 
-/// Text as people see it: characters are user-perceived ones (extended grapheme clusters). Texts are UTF-8; where one
-/// isn't, each bad byte counts as U+FFFD.
+/// Text as people see it: characters are user-perceived ones (extended grapheme clusters). Texts are UTF-8;
+/// where one isn't, each bad byte counts as U+FFFD.
 namespace ledgerfern {
 
-/// The text with each byte that doesn't belong to a valid UTF-8 sequence replaced by U+FFFD. Overlong forms, surrogates
-/// and code points past U+10FFFF are invalid.
+/// The text with each byte that doesn't belong to a valid UTF-8 sequence replaced by U+FFFD. Overlong forms,
+/// surrogates and code points past U+10FFFF are invalid.
 std::string repairedUtf8(std::string_view bytes);
 bool isValidUtf8(std::string_view bytes);
 

@@ -4,7 +4,9 @@
 
 namespace ledgerfern {
 
-std::string_view rawValue(ToolKind kind) { return kind == ToolKind::codex ? "codex" : "claude"; }
+std::string_view rawValue(ToolKind kind) {
+    return kind == ToolKind::codex ? "codex" : "claude";
+}
 
 std::optional<ToolKind> toolKind(std::string_view rawValue) {
     if (rawValue == "codex") return ToolKind::codex;
@@ -12,7 +14,9 @@ std::optional<ToolKind> toolKind(std::string_view rawValue) {
     return std::nullopt;
 }
 
-std::string_view rawValue(RequestItemKind kind) { return kind == RequestItemKind::assistant ? "asst" : "add"; }
+std::string_view rawValue(RequestItemKind kind) {
+    return kind == RequestItemKind::assistant ? "asst" : "add";
+}
 
 std::optional<RequestItemKind> requestItemKind(std::string_view rawValue) {
     if (rawValue == "asst") return RequestItemKind::assistant;

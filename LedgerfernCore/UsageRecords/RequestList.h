@@ -38,8 +38,8 @@ struct RequestRecord {
 };
 static_assert(sizeof(RequestRecord) == 64);
 
-/// A session's requests, in log order, with the names that they use. A value whose copies share their storage, so that
-/// a live parser state and what it has published hold the requests once between them.
+/// A session's requests, in log order, with the names that they use. A value whose copies share their
+/// storage, so that a live parser state and what it has published hold the requests once between them.
 class RequestList {
 public:
     RequestList() = default;

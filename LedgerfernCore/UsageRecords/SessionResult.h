@@ -14,8 +14,8 @@
 
 namespace ledgerfern {
 
-/// The finished result of parsing one log file, and the unit that everything downstream sums up. Once published it
-/// never changes.
+/// The finished result of parsing one log file, and the unit that everything downstream sums up. Once
+/// published it never changes.
 struct SessionResult {
     std::string path;  ///< Absolute path of the log file, as bytes: the record's identity.
     ToolKind tool = ToolKind::codex;

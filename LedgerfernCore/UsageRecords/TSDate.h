@@ -8,13 +8,13 @@
 
 /// Timestamps of both agents' logs, and the calendar keys under which everything is summed.
 ///
-/// Any thread may call every function. The local time zone is the one in force at the first use, and stays for the
-/// life of the process.
+/// Any thread may call every function. The local time zone is the one in force at the first use, and stays
+/// for the life of the process.
 namespace ledgerfern::TSDate {
 
-/// The instant that a log's timestamp names, or absent. Hand-written for speed, and deliberately lenient: out-of-range
-/// components carry over (31 April is 1 May), seconds that don't read are 0, a "+" offset counts and a "-" offset
-/// doesn't. An instant outside the years 1 to 9999 is absent.
+/// The instant that a log's timestamp names, or absent. Hand-written for speed, and deliberately lenient:
+/// out-of-range components carry over (31 April is 1 May), seconds that don't read are 0, a "+" offset counts
+/// and a "-" offset doesn't. An instant outside the years 1 to 9999 is absent.
 std::optional<Instant> parse(std::optional<std::string_view> text);
 
 /// "2026-03-01 10:20 UTC"; seconds are dropped, not rounded.
@@ -34,8 +34,8 @@ std::optional<Instant> utcDayKeyDate(std::string_view key);
 /// The first moment of that local day; absent where the key isn't one.
 std::optional<Instant> localDayKeyDate(std::string_view key);
 
-/// "Feb 23", or "Dec 30, 2024" in another year than that of `now`. A text that is no week key is its own label.
-/// The day is that of the week's Monday in UTC, the years are compared in the local calendar.
+/// "Feb 23", or "Dec 30, 2024" in another year than that of `now`. A text that is no week key is its own
+/// label. The day is that of the week's Monday in UTC, the years are compared in the local calendar.
 std::string weekStartLabel(std::string_view key, Instant now);
 /// The same for a cycle key, decimal seconds since the epoch, with the day in the local zone.
 std::string cycleLabel(std::string_view startEpoch, Instant now);

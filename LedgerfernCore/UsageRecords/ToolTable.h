@@ -10,8 +10,8 @@
 
 namespace ledgerfern {
 
-/// A session's statistics by tool label, in ascending order of the labels' bytes. The labels lie in a pool that the
-/// session's requests share.
+/// A session's statistics by tool label, in ascending order of the labels' bytes. The labels lie in a pool
+/// that the session's requests share.
 class ToolTable {
 public:
     struct Row {

@@ -17,8 +17,12 @@ std::int64_t valueOrZero(const std::map<std::string, std::int64_t>& map, std::st
 
 }  // namespace
 
-std::int64_t& UsageTotals::at(std::size_t index) { return this->*counters[index]; }
-std::int64_t UsageTotals::at(std::size_t index) const { return this->*counters[index]; }
+std::int64_t& UsageTotals::at(std::size_t index) {
+    return this->*counters[index];
+}
+std::int64_t UsageTotals::at(std::size_t index) const {
+    return this->*counters[index];
+}
 
 std::int64_t UsageTotals::get(std::string_view key) const {
     for (std::size_t i = 0; i < fields.size(); ++i)
@@ -42,17 +46,20 @@ void UsageTotals::add(std::int64_t input, std::int64_t cached, std::int64_t cach
 }
 
 void UsageTotals::add(const std::map<std::string, std::int64_t>& map) {
-    for (std::size_t i = 0; i < fields.size(); ++i) addFromOutside(at(i), valueOrZero(map, fields[i]));
+    for (std::size_t i = 0; i < fields.size(); ++i)
+        addFromOutside(at(i), valueOrZero(map, fields[i]));
 }
 
 std::map<std::string, std::int64_t> UsageTotals::v() const {
     std::map<std::string, std::int64_t> map;
-    for (std::size_t i = 0; i < fields.size(); ++i) map.emplace(fields[i], at(i));
+    for (std::size_t i = 0; i < fields.size(); ++i)
+        map.emplace(fields[i], at(i));
     return map;
 }
 
 void UsageTotals::setV(const std::map<std::string, std::int64_t>& map) {
-    for (std::size_t i = 0; i < fields.size(); ++i) at(i) = valueOrZero(map, fields[i]);
+    for (std::size_t i = 0; i < fields.size(); ++i)
+        at(i) = valueOrZero(map, fields[i]);
 }
 
 UsageTotals operator+(UsageTotals a, const UsageTotals& b) {

@@ -15,7 +15,8 @@ using Buffer = std::array<char, 1200>;
 
 std::string written(const Buffer& buffer, std::to_chars_result result) {
     check(result.ec == std::errc{}, "a number's text is longer than any double's");
-    return {buffer.data(), result.ptr};
+    const char* const end = result.ptr;
+    return {buffer.data(), end};
 }
 
 }  // namespace
@@ -31,12 +32,7 @@ std::optional<double> readDouble(std::string_view text) {
     });
     double value = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    if (end != text.data() + text.size() || !decimal) return std::nullopt;
-    if (error == std::errc::result_out_of_range) {
-        // Too small a number reads as zero, too large a one not at all. The library doesn't tell which it was.
-        return std::nullopt;
-    }
-    if (error != std::errc{}) return std::nullopt;
+    if (error != std::errc{} || end != text.data() + text.size() || !decimal) return std::nullopt;
     return value;
 }
 
@@ -49,8 +45,8 @@ std::string shortestText(double value) {
 std::string shortestPlainText(double value) {
     check(std::isfinite(value), "a number without a decimal text");
     Buffer buffer;
-    return written(buffer, std::to_chars(buffer.data(), buffer.data() + buffer.size(), value,
-                                         std::chars_format::fixed));
+    return written(
+        buffer, std::to_chars(buffer.data(), buffer.data() + buffer.size(), value, std::chars_format::fixed));
 }
 
 std::string fixedText(double value, int decimals) {
