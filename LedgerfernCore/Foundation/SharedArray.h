@@ -6,6 +6,7 @@
 #include <memory>
 #include <span>
 #include <type_traits>
+#include <utility>
 
 namespace ledgerfern {
 
@@ -24,6 +25,19 @@ class SharedArray {
     static_assert(std::is_trivially_copyable_v<T>);
 
 public:
+    SharedArray() = default;
+    SharedArray(const SharedArray&) = default;
+    SharedArray& operator=(const SharedArray&) = default;
+    /// An array that was moved from is empty.
+    SharedArray(SharedArray&& other) noexcept
+        : block_(std::move(other.block_)), size_(std::exchange(other.size_, 0)) {}
+    SharedArray& operator=(SharedArray&& other) noexcept {
+        block_ = std::move(other.block_);
+        size_ = std::exchange(other.size_, 0);
+        return *this;
+    }
+    ~SharedArray() = default;
+
     std::size_t size() const { return size_; }
     bool empty() const { return size_ == 0; }
     const T* data() const { return block_ ? block_->items.get() : nullptr; }
@@ -34,10 +48,15 @@ public:
 
     void push_back(const T& item) { append(&item, 1); }
 
+    /// The items may be the array's own.
     void append(const T* items, std::size_t count) {
         if (count == 0) return;
-        T* place = claim(count);
-        std::memcpy(static_cast<void*>(place), items, count * sizeof(T));
+        std::shared_ptr<Block> previous;  // kept until the items, which may lie in it, are copied
+        if (!claim(count)) {
+            previous = moveToOwnBlock(size_ + count + size_ / 2 + 3);
+            block_->taken.store(size_ + count, std::memory_order_relaxed);
+        }
+        std::memcpy(static_cast<void*>(block_->items.get() + size_), items, count * sizeof(T));
         size_ += count;
     }
 
@@ -64,26 +83,20 @@ private:
         std::unique_ptr<T[]> items;
     };
 
-    T* claim(std::size_t count) {
-        if (block_ && size_ + count <= block_->capacity) {
-            std::size_t expected = size_;
-            if (block_->taken.compare_exchange_strong(expected, size_ + count, std::memory_order_relaxed))
-                return block_->items.get() + size_;
-        }
-        moveToOwnBlock(size_ + count + size_ / 2 + 3);
-        block_->taken.store(size_ + count, std::memory_order_relaxed);
-        return block_->items.get() + size_;
+    /// Takes the next `count` places of the block; false where it is full or another copy has taken them.
+    bool claim(std::size_t count) {
+        if (!block_ || size_ + count > block_->capacity) return false;
+        std::size_t expected = size_;
+        return block_->taken.compare_exchange_strong(expected, size_ + count, std::memory_order_relaxed);
     }
 
-    void moveToOwnBlock(std::size_t capacity) {
-        if (capacity == 0) {
-            block_.reset();
-            return;
-        }
+    /// Returns the block that the array has left.
+    std::shared_ptr<Block> moveToOwnBlock(std::size_t capacity) {
+        if (capacity == 0) return std::exchange(block_, nullptr);
         auto block = std::make_shared<Block>(capacity);
         if (size_ > 0) std::memcpy(static_cast<void*>(block->items.get()), data(), size_ * sizeof(T));
         block->taken.store(size_, std::memory_order_relaxed);
-        block_ = std::move(block);
+        return std::exchange(block_, std::move(block));
     }
 
     std::shared_ptr<Block> block_;

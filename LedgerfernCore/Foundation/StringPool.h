@@ -37,8 +37,8 @@ private:
     SharedArray<std::uint32_t> ends_;
 };
 
-/// A `StringPool` whose strings are distinct, with a flat hash table to find them: 4 to 8 bytes a string
-/// beside the arena.
+/// A `StringPool` whose strings are distinct, with a flat hash table to find them: 5 to 11 bytes a
+/// string beside the arena.
 class StringIndex {
 public:
     using Index = StringPool::Index;
