@@ -10,12 +10,20 @@
 ///
 /// Any thread may call every function. The local time zone is the one in force at the first use, and stays
 /// for the life of the process.
+///
+/// Texts and keys are made from any instant: one further from the epoch than 2^62 seconds counts as that far,
+/// NaN as the epoch itself. What reads a text or a key gives instants of the years 1 to 9999 alone.
 namespace ledgerfern::TSDate {
 
 /// The instant that a log's timestamp names, or absent. Hand-written for speed, and deliberately lenient:
 /// out-of-range components carry over (31 April is 1 May), seconds that don't read are 0, a "+" offset counts
 /// and a "-" offset doesn't. An instant outside the years 1 to 9999 is absent.
 std::optional<Instant> parse(std::optional<std::string_view> text);
+
+/// True for the instants of the years 1 to 9999, in UTC.
+constexpr bool isWithinCalendar(Instant instant) {
+    return instant >= -62135596800.0 && instant < 253402300800.0;
+}
 
 /// "2026-03-01 10:20 UTC"; seconds are dropped, not rounded.
 std::string utcString(Instant instant);
@@ -31,13 +39,15 @@ std::string localDayKey(Instant instant);
 std::optional<Instant> isoWeekKeyDate(std::string_view key);
 /// 00:00:00 UTC of that day; absent where the key isn't one.
 std::optional<Instant> utcDayKeyDate(std::string_view key);
-/// The first moment of that local day; absent where the key isn't one.
+/// The first moment of that local day, also where its midnight is left out or comes twice; absent where the
+/// key isn't one, and for a day that the local calendar left out.
 std::optional<Instant> localDayKeyDate(std::string_view key);
 
 /// "Feb 23", or "Dec 30, 2024" in another year than that of `now`. A text that is no week key is its own
 /// label. The day is that of the week's Monday in UTC, the years are compared in the local calendar.
 std::string weekStartLabel(std::string_view key, Instant now);
-/// The same for a cycle key, decimal seconds since the epoch, with the day in the local zone.
+/// The same for a cycle key, decimal seconds since the epoch, with the day in the local zone. A number
+/// outside the years 1 to 9999 is its own label.
 std::string cycleLabel(std::string_view startEpoch, Instant now);
 
 /// Seconds that local time is ahead of UTC at the instant.
