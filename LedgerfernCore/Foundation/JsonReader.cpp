@@ -1,0 +1,138 @@
+#include "Foundation/JsonReader.h"
+
+#include <algorithm>
+
+#include "Foundation/Arithmetic.h"
+
+namespace ledgerfern {
+
+namespace {
+
+constexpr std::size_t maxNesting = 1024;
+// The fast reader's limit counts the innermost array or object unless it is empty, and must not be reached.
+// So the lower limit never takes more than `maxNesting`, but refuses some texts of just that depth; the upper
+// one takes all of them, and some that are deeper.
+constexpr std::size_t lowerDepthLimit = maxNesting;
+constexpr std::size_t upperDepthLimit = maxNesting + 1;
+
+constexpr std::size_t capacityStep = std::size_t{64} << 10;
+constexpr std::size_t keptCapacity = std::size_t{256} << 10;
+
+/// How many arrays and objects a valid text has inside each other.
+std::size_t nesting(std::string_view text) {
+    std::size_t depth = 0;
+    std::size_t deepest = 0;
+    bool inString = false;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const char c = text[i];
+        if (inString && c == '\\') {
+            ++i;
+        } else if (c == '"') {
+            inString = !inString;
+        } else if (!inString && (c == '[' || c == '{')) {
+            deepest = std::max(deepest, ++depth);
+        } else if (!inString && (c == ']' || c == '}') && depth > 0) {
+            --depth;
+        }
+    }
+    return deepest;
+}
+
+bool isLackOfMemory(simdjson::error_code error) {
+    return error == simdjson::MEMALLOC || error == simdjson::CAPACITY;
+}
+
+template <class T>
+std::optional<T> get(const OptionalJson& value) {
+    T result;
+    if (!value || value->get(result) != simdjson::SUCCESS) return std::nullopt;
+    return result;
+}
+
+std::optional<std::int64_t> truncatedNumber(const JsonValue& value) {
+    switch (value.type()) {
+        case simdjson::dom::element_type::INT64:
+            return get<std::int64_t>(value);
+        case simdjson::dom::element_type::DOUBLE:
+            return truncated(*get<double>(value));
+        case simdjson::dom::element_type::BOOL:
+            return *get<bool>(value) ? 1 : 0;
+        default:
+            return std::nullopt;
+    }
+}
+
+}  // namespace
+
+OptionalJson JsonReader::read(std::string_view text) {
+    JsonValue value;
+    const auto error = parse(text, true, lowerDepthLimit, value);
+    if (error == simdjson::SUCCESS) [[likely]]
+        return value;
+    return isLackOfMemory(error) ? std::nullopt : readLeniently(text);
+}
+
+OptionalJson JsonReader::readPadded(std::string_view text) {
+    JsonValue value;
+    const auto error = parse(text, false, lowerDepthLimit, value);
+    if (error == simdjson::SUCCESS) [[likely]]
+        return value;
+    return isLackOfMemory(error) ? std::nullopt : readLeniently(text);
+}
+
+simdjson::error_code JsonReader::parse(std::string_view text, bool copy, std::size_t depthLimit,
+                                       JsonValue& value) {
+    if (text.size() > UINT32_MAX - capacityStep) return simdjson::CAPACITY;
+    if (text.size() > parser_.capacity() || depthLimit != parser_.max_depth()) [[unlikely]] {
+        const std::size_t needed = (text.size() / capacityStep + 1) * capacityStep;
+        const std::size_t capacity = std::max(needed, parser_.capacity());
+        if (const auto error = parser_.allocate(capacity, depthLimit)) return error;
+        if (document_.capacity() < capacity)
+            if (const auto error = document_.allocate(capacity)) return error;
+    }
+    return parser_.parse_into_document(document_, text.data(), text.size(), copy).get(value);
+}
+
+OptionalJson JsonReader::readLeniently(std::string_view text) {
+    const std::size_t depth = nesting(text);
+    if (depth > maxNesting) return std::nullopt;
+    normaliseJson(text, normalised_);
+    if (depth < maxNesting && normalised_ == text) return std::nullopt;
+    JsonValue value;
+    normalised_.reserve(normalised_.size() + padding);
+    const std::size_t limit = depth == maxNesting ? upperDepthLimit : lowerDepthLimit;
+    if (parse(normalised_, false, limit, value) != simdjson::SUCCESS) return std::nullopt;
+    return value;
+}
+
+void JsonReader::releaseMemory() {
+    if (parser_.capacity() > keptCapacity || document_.capacity() > keptCapacity) {
+        parser_ = simdjson::dom::parser();
+        document_ = simdjson::dom::document();
+    }
+    if (normalised_.capacity() > keptCapacity) normalised_ = {};
+}
+
+std::optional<JsonObject> asObject(const OptionalJson& value) {
+    return get<JsonObject>(value);
+}
+
+std::optional<JsonArray> asArray(const OptionalJson& value) {
+    return get<JsonArray>(value);
+}
+
+std::optional<std::string_view> asString(const OptionalJson& value) {
+    return get<std::string_view>(value);
+}
+
+std::optional<std::int64_t> asInteger(const OptionalJson& value) {
+    return value ? truncatedNumber(*value) : std::nullopt;
+}
+
+std::optional<double> asDouble(const OptionalJson& value) {
+    if (const auto flag = get<bool>(value)) return *flag ? 1.0 : 0.0;
+    // Converts integers too, signed and unsigned.
+    return get<double>(value);
+}
+
+}  // namespace ledgerfern
