@@ -1,0 +1,19 @@
+#pragma once
+
+#include <string>
+
+/// Paths as bytes.
+namespace ledgerfern {
+
+/// The path made absolute by the working directory, without "." or "..", double or trailing "/". Nothing is
+/// looked up, so links stay as they are.
+std::string lexicallyAbsolute(const std::string& path);
+
+/// The user's home directory: the environment's HOME, otherwise that of the user's account, otherwise "/".
+std::string homeDirectory();
+
+/// Where the program keeps its own files: "Library/Application Support/Ledgerfern" below the home directory.
+/// It needn't exist.
+std::string supportDirectory();
+
+}  // namespace ledgerfern

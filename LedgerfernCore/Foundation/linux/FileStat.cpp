@@ -1,0 +1,9 @@
+#include "Foundation/FileStat.h"
+
+namespace ledgerfern {
+
+std::timespec modificationTime(const struct stat& attributes) {
+    return attributes.st_mtim;
+}
+
+}  // namespace ledgerfern
