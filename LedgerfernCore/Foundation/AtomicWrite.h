@@ -1,0 +1,35 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <string>
+#include <string_view>
+
+#include "Foundation/Result.h"
+
+namespace ledgerfern {
+
+/// Writes a file whole or not at all: into a new file in the same folder, flushed to the disk, that then
+/// takes the place of what is there. On a failure what is there stays as it is, and nothing else is left
+/// behind; the error names the file.
+///
+/// The folder must exist. The file gets the permissions of a new file, and a link is replaced, not followed.
+Result writeAtomically(const std::string& path, std::string_view bytes);
+
+/// The system calls of an atomic write, with their results and errno; a test puts failing ones in their
+/// place.
+class WriteSteps {
+public:
+    virtual ~WriteSteps() = default;
+    virtual int create(const std::string& path);
+    virtual ssize_t write(int file, const char* bytes, std::size_t size);
+    virtual int sync(int file);
+    virtual int close(int file);
+    virtual int rename(const std::string& from, const std::string& to);
+    virtual int remove(const std::string& path);
+    virtual int syncFolder(const std::string& path);
+};
+
+Result writeAtomically(const std::string& path, std::string_view bytes, WriteSteps& steps);
+
+}  // namespace ledgerfern
