@@ -60,9 +60,11 @@ protected:
     }
 
     /// All that can be seen of the folder's files, by name: inode, size, time, permissions and bytes.
-    std::map<std::string, std::string> everything() const {
+    std::map<std::string, std::string> everything() const { return everythingIn("."); }
+    std::map<std::string, std::string> everythingIn(const std::string& subfolder) const {
         std::map<std::string, std::string> result;
-        for (const std::string& name : names()) {
+        for (const std::string& entry : namesIn(path(subfolder))) {
+            const std::string name = subfolder + "/" + entry;
             struct stat attributes{};
             check(::stat(path(name).c_str(), &attributes) == 0, "a test file has no attributes");
             const std::timespec time = modificationTime(attributes);
