@@ -1,0 +1,147 @@
+#include "Foundation/JsonWriter.h"
+
+#include <cmath>
+
+#include "Foundation/Check.h"
+#include "Foundation/Numbers.h"
+#include "Foundation/UnicodeText.h"
+
+namespace ledgerfern {
+
+namespace {
+
+/// The letter behind the backslash where a character has a short escape, otherwise 0.
+char shortEscape(char c) {
+    switch (c) {
+        case '"':
+        case '\\':
+            return c;
+        case '\b':
+            return 'b';
+        case '\f':
+            return 'f';
+        case '\n':
+            return 'n';
+        case '\r':
+            return 'r';
+        case '\t':
+            return 't';
+        default:
+            return 0;
+    }
+}
+
+void appendEscaped(std::string& out, char c) {
+    constexpr std::string_view digits = "0123456789abcdef";
+    const auto code = static_cast<unsigned char>(c);
+    if (const char letter = shortEscape(c))
+        out.append({'\\', letter});
+    else if (code < 0x20)
+        out.append({'\\', 'u', '0', '0', digits[code >> 4], digits[code & 15]});
+    else
+        out.push_back(c);
+}
+
+void appendText(std::string& out, std::string_view text) {
+    out.push_back('"');
+    for (const char c : text)
+        appendEscaped(out, c);
+    out.push_back('"');
+}
+
+void appendAnyBytes(std::string& out, std::string_view bytes) {
+    if (isValidUtf8(bytes))
+        appendText(out, bytes);
+    else
+        appendText(out, repairedUtf8(bytes));
+}
+
+}  // namespace
+
+void JsonWriter::newLine() {
+    out_.push_back('\n');
+    out_.append(2 * levels_.size(), ' ');
+}
+
+/// What stands before a value: nothing behind a key, otherwise the comma and the new line of an element.
+void JsonWriter::beginValue() {
+    if (afterKey_ || levels_.empty()) {
+        afterKey_ = false;
+        return;
+    }
+    Level& level = levels_.back();
+    check(!level.isObject, "a member of a JSON object has no key");
+    if (!level.isEmpty) out_.push_back(',');
+    level.isEmpty = false;
+    newLine();
+}
+
+void JsonWriter::beginObject() {
+    beginValue();
+    out_.push_back('{');
+    levels_.push_back({true, true, {}});
+}
+
+void JsonWriter::beginArray() {
+    beginValue();
+    out_.push_back('[');
+    levels_.push_back({false, true, {}});
+}
+
+void JsonWriter::end(bool isObject, char bracket) {
+    check(!levels_.empty() && levels_.back().isObject == isObject && !afterKey_,
+          "a JSON object or array ends that isn't open");
+    const bool isEmpty = levels_.back().isEmpty;
+    levels_.pop_back();
+    if (!isEmpty) newLine();
+    out_.push_back(bracket);
+}
+
+void JsonWriter::endObject() {
+    end(true, '}');
+}
+
+void JsonWriter::endArray() {
+    end(false, ']');
+}
+
+void JsonWriter::key(std::string_view name) {
+    check(!levels_.empty() && levels_.back().isObject && !afterKey_, "a JSON key outside an object");
+    Level& level = levels_.back();
+    check(level.isEmpty || level.lastKey < name, "the keys of a JSON object don't ascend");
+    if (!level.isEmpty) out_.push_back(',');
+    level.isEmpty = false;
+    level.lastKey = name;
+    newLine();
+    appendAnyBytes(out_, name);
+    out_.append(": ");
+    afterKey_ = true;
+}
+
+void JsonWriter::null() {
+    beginValue();
+    out_.append("null");
+}
+
+void JsonWriter::value(bool flag) {
+    beginValue();
+    out_.append(flag ? "true" : "false");
+}
+
+void JsonWriter::value(std::int64_t number) {
+    beginValue();
+    out_.append(std::to_string(number));
+}
+
+void JsonWriter::value(double number) {
+    check(std::isfinite(number), "a JSON number isn't finite");
+    beginValue();
+    out_.append(shortestText(number));
+}
+
+void JsonWriter::value(std::string_view text) {
+    beginValue();
+    appendAnyBytes(out_, text);
+}
+
+}  // namespace ledgerfern
