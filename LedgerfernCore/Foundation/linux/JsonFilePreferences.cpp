@@ -1,0 +1,197 @@
+#include "Foundation/linux/JsonFilePreferences.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdlib>
+#include <nlohmann/json.hpp>
+
+#include "Foundation/UnicodeText.h"
+
+namespace ledgerfern {
+
+namespace {
+
+namespace fs = std::filesystem;
+using Json = nlohmann::ordered_json;
+
+// Text ------------------------------------------------------------------------------------------------------
+
+std::string hexOf(std::string_view bytes) {
+    constexpr std::string_view digits = "0123456789abcdef";
+    std::string hex;
+    for (const char c : bytes) {
+        const auto byte = static_cast<unsigned char>(c);
+        hex += {digits[byte >> 4], digits[byte & 15]};
+    }
+    return hex;
+}
+
+std::optional<unsigned> digitValue(char c) {
+    if (c >= '0' && c <= '9') return static_cast<unsigned>(c - '0');
+    if (c >= 'a' && c <= 'f') return static_cast<unsigned>(c - 'a' + 10);
+    return std::nullopt;
+}
+
+std::optional<std::string> bytesOfHex(std::string_view hex) {
+    if (hex.size() % 2 != 0) return std::nullopt;
+    std::string bytes;
+    for (std::size_t i = 0; i < hex.size(); i += 2) {
+        const auto high = digitValue(hex[i]);
+        const auto low = digitValue(hex[i + 1]);
+        if (!high || !low) return std::nullopt;
+        bytes += static_cast<char>(*high * 16 + *low);
+    }
+    return bytes;
+}
+
+Json encoded(std::string_view bytes) {
+    if (isValidUtf8(bytes)) return Json(bytes);
+    return Json{{"hex", hexOf(bytes)}};
+}
+
+std::optional<std::string> decodedBytes(const Json& value) {
+    if (value.is_string()) return value.get<std::string>();
+    if (!value.is_object() || !value.contains("hex") || !value["hex"].is_string()) return std::nullopt;
+    return bytesOfHex(value["hex"].get<std::string>());
+}
+
+std::optional<std::vector<std::string>> decodedStrings(const Json& value) {
+    if (!value.is_array()) return std::nullopt;
+    std::vector<std::string> strings;
+    for (const Json& element : value) {
+        if (!element.is_string()) return std::nullopt;
+        strings.push_back(element.get<std::string>());
+    }
+    return strings;
+}
+
+// The file --------------------------------------------------------------------------------------------------
+
+struct Content {
+    Json object = Json::object();
+    bool isDamaged = false;
+};
+
+bool isFree(const fs::path& name) {
+    std::error_code error;
+    return fs::symlink_status(name, error).type() == fs::file_type::not_found;
+}
+
+/// Absent where the file can't be read to its end.
+std::optional<std::string> readWhole(const fs::path& file) {
+    const int descriptor = ::open(file.c_str(), O_RDONLY | O_CLOEXEC);
+    if (descriptor < 0) return std::nullopt;
+    std::string text;
+    std::array<char, 16384> block;
+    ssize_t count = 0;
+    while ((count = ::read(descriptor, block.data(), block.size())) != 0) {
+        if (count < 0 && errno == EINTR) continue;
+        if (count < 0) break;
+        text.append(block.data(), static_cast<std::size_t>(count));
+    }
+    (void)::close(descriptor);
+    if (count < 0) return std::nullopt;
+    return text;
+}
+
+Content readContent(const fs::path& file) {
+    if (isFree(file)) return {};
+    const auto text = readWhole(file);
+    Json object = text ? Json::parse(*text, nullptr, false) : Json();
+    if (!object.is_object()) return {Json::object(), true};
+    return {std::move(object), false};
+}
+
+Json valueOf(const Json& object, std::string_view key) {
+    const auto entry = object.find(std::string(key));
+    return entry == object.end() ? Json() : *entry;
+}
+
+/// Gives a file a name that is free. False where that fails.
+bool keepAside(const fs::path& file) {
+    constexpr int mostNames = 1000;
+    for (int n = 1; n <= mostNames; ++n) {
+        const fs::path aside = file.string() + ".damaged" + (n == 1 ? "" : "-" + std::to_string(n));
+        if (!isFree(aside)) continue;
+        std::error_code error;
+        fs::rename(file, aside, error);
+        return !error;
+    }
+    return false;
+}
+
+bool writeAll(int descriptor, std::string_view text) {
+    while (!text.empty()) {
+        const ssize_t written = ::write(descriptor, text.data(), text.size());
+        if (written < 0 && errno == EINTR) continue;
+        if (written <= 0) return false;
+        text.remove_prefix(static_cast<std::size_t>(written));
+    }
+    return ::fsync(descriptor) == 0;
+}
+
+/// A rename outlives a power cut once the folder is flushed; the new content stands before.
+void flushFolder(const fs::path& folder) {
+    const int descriptor = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (descriptor < 0) return;
+    (void)::fsync(descriptor);
+    (void)::close(descriptor);
+}
+
+bool replaceFile(const fs::path& file, std::string_view text) {
+    std::string temporary = file.string() + ".XXXXXX";
+    const int descriptor = ::mkostemp(temporary.data(), O_CLOEXEC);
+    if (descriptor < 0) return false;
+    const bool isWritten = writeAll(descriptor, text);
+    const bool isClosed = ::close(descriptor) == 0;
+    if (!isWritten || !isClosed || ::rename(temporary.c_str(), file.c_str()) != 0) {
+        (void)::unlink(temporary.c_str());
+        return false;
+    }
+    flushFolder(file.parent_path());
+    return true;
+}
+
+bool store(const fs::path& file, std::string_view key, Json value) {
+    Content content = readContent(file);
+    content.object[std::string(key)] = std::move(value);
+    std::string text;
+    try {
+        text = content.object.dump(2) + "\n";
+    } catch (const Json::exception&) {
+        return false;  // a text that isn't UTF-8
+    }
+    std::error_code error;
+    fs::create_directories(file.parent_path(), error);
+    if (content.isDamaged && !keepAside(file)) return false;
+    return replaceFile(file, text);
+}
+
+}  // namespace
+
+JsonFilePreferences::JsonFilePreferences(fs::path file) : file_(std::move(file)) {}
+
+std::optional<std::string> JsonFilePreferences::bytes(std::string_view key) const {
+    const std::lock_guard lock(mutex_);
+    return decodedBytes(valueOf(readContent(file_).object, key));
+}
+
+bool JsonFilePreferences::setBytes(std::string_view key, std::string_view bytes) {
+    const std::lock_guard lock(mutex_);
+    return store(file_, key, encoded(bytes));
+}
+
+std::optional<std::vector<std::string>> JsonFilePreferences::strings(std::string_view key) const {
+    const std::lock_guard lock(mutex_);
+    return decodedStrings(valueOf(readContent(file_).object, key));
+}
+
+bool JsonFilePreferences::setStrings(std::string_view key, const std::vector<std::string>& strings) {
+    const std::lock_guard lock(mutex_);
+    return store(file_, key, Json(strings));
+}
+
+}  // namespace ledgerfern
