@@ -1,0 +1,38 @@
+# What the scripts share. Sourced, never run.
+# shellcheck shell=bash
+
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+
+# The compiler cache needs a home.
+[ -w "${HOME:-/nowhere}" ] || export CCACHE_DIR="$root/build/ccache"
+
+say() { echo "$*" >&2; }
+
+fail() {
+    say "$*"
+    exit 1
+}
+
+# Prints a command and runs it.
+show() {
+    say "+ $*"
+    "$@"
+}
+
+processors() { getconf _NPROCESSORS_ONLN; }
+
+# Configures a preset, unless that has been done since the presets were last changed: configure PRESET [OPTION...]
+configure() {
+    local preset=$1
+    shift
+    [ "$root/build/$preset/build.ninja" -nt "$root/CMakePresets.json" ] ||
+        (cd "$root" && show cmake --preset "$preset" "$@")
+}
+
+# Configures and builds a preset: build PRESET [TARGET...]
+build() {
+    local preset=$1
+    shift
+    configure "$preset" &&
+        show cmake --build "$root/build/$preset" --parallel "$(processors)" ${1:+--target "$@"}
+}
