@@ -98,18 +98,18 @@ std::int64_t largeObjectLen(const JsonObject& object) {
     return size + std::max<std::int64_t>(commas, 0);
 }
 
-std::int64_t objectLen(const JsonObject& object) {
+}  // namespace
+
+std::int64_t jsonLen(const JsonObject& object) {
     // Looking for a repeated key in what follows is the quickest while little follows.
     constexpr std::size_t small = 16;
     return object.size() <= small ? smallObjectLen(object) : largeObjectLen(object);
 }
 
-}  // namespace
-
 std::int64_t jsonLen(const JsonValue& value) {
     switch (value.type()) {
         case Type::OBJECT:
-            return objectLen(*asObject(value));
+            return jsonLen(*asObject(value));
         case Type::ARRAY:
             return arrayLen(*asArray(value));
         case Type::STRING:

@@ -12,6 +12,7 @@ namespace ledgerfern {
 /// with its last value, nothing escaped in strings that needn't be, 64-bit integers in plain decimal and
 /// every other number in its shortest text.
 std::int64_t jsonLen(const JsonValue& value);
+std::int64_t jsonLen(const JsonObject& object);
 
 /// The same, except for a bare value: a string is measured without quotes and escapes, a Boolean as 1, a
 /// number with a fraction or an exponent by its digits in plain notation; a missing value counts 8.
