@@ -1,0 +1,28 @@
+#pragma once
+
+#include <vector>
+
+#include "Foundation/StringPool.h"
+
+namespace ledgerfern {
+
+/// The tool label of each call id that a log has named, for the life of the file: a byte arena and two flat
+/// tables. Labels are indices into the session's names.
+class CallLabels {
+public:
+    using Index = StringPool::Index;
+
+    /// The number of an id, to ask for its label later; `StringPool::none` where there is no room for it.
+    Index number(std::string_view id);
+    /// `StringPool::none` where the id has no label (yet), and for `StringPool::none`.
+    Index label(Index number) const { return number == StringPool::none ? number : labels_[number]; }
+    /// Nothing happens for `StringPool::none`.
+    void setLabel(Index number, Index label);
+    void shrinkToFit();
+
+private:
+    StringIndex ids_;
+    std::vector<Index> labels_;
+};
+
+}  // namespace ledgerfern

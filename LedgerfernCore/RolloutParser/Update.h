@@ -1,0 +1,90 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string_view>
+#include <vector>
+
+#include "Foundation/JsonReader.h"
+#include "Parsing/ReadScratch.h"
+#include "RolloutParser/ParseState.h"
+
+namespace ledgerfern::RolloutParser {
+
+/// A line's outer object: what every record has.
+struct Envelope {
+    explicit Envelope(const JsonObject& object);
+
+    std::optional<Instant> ts;
+    std::optional<std::string_view> type;
+    std::optional<JsonObject> payload;
+    std::optional<std::string_view> payloadType;
+    OptionalJson ordinal;
+};
+
+/// One pass over new lines of a rollout file.
+///
+/// The rule is that every new line has its say on the labels of calls before anything is attributed; and each
+/// line is read and parsed only once. So while lines come in, their items gather in the state's window with
+/// the number of their call in place of a label, and each closed request remembers which items are its own.
+/// `settle` puts the labels in and attributes, request by request.
+///
+/// The invariant: between updates no item of the window has an open label, and no request is unattributed.
+class Update {
+public:
+    Update(ParseState& state, ReadScratch& scratch) : state_(state), scratch_(scratch) {}
+
+    /// A whole line, with the reader's padding behind it: its say on labels, and its effect.
+    void takeLine(std::string_view line);
+    /// The say on labels alone, of a line with padding behind it.
+    void takeLabels(std::string_view line);
+    /// The effect alone, of a line with padding behind it.
+    void applyLine(std::string_view line);
+    /// Ends the pass.
+    void settle();
+
+private:
+    struct ClosedRequest {
+        std::size_t request;    ///< Its index in `requests`.
+        std::size_t windowEnd;  ///< Where its items end in `window`; they start where those before it end.
+        std::int64_t input;
+        std::int64_t lastOutput;
+        bool attribute;  ///< False past the cut-off.
+    };
+
+    // The line as a whole: Update.cpp
+    void dispatch(const Envelope& line);
+    void dispatchEvent(const Envelope& line);
+    void openSegment(const Envelope& line);
+
+    // Labels: Labels.cpp
+    void resolveLabels(const Envelope& line);
+    void labelCall(const JsonObject& payload);
+    void labelMcpCall(const JsonObject& payload);
+    std::string rawLabel(const JsonObject& payload, std::string_view name);
+
+    // Items of the window: Items.cpp
+    void takeItem(const JsonObject& payload, std::string_view type);
+    void takeMessage(const JsonObject& payload);
+    void takeCall(const JsonObject& payload);
+    void takeOutput(const JsonObject& payload);
+    void addItem(RequestItemKind kind, std::string_view label, std::int64_t bytes);
+    void addCallItem(RequestItemKind kind, std::optional<std::string_view> callId, std::string_view fallback,
+                     std::int64_t bytes);
+
+    // Requests: Accounting.cpp
+    void countTokens(const Envelope& line);
+    void flush(const UsageTotals& total, std::optional<std::int64_t> lastOutProvided,
+               std::optional<Instant> ts, const std::optional<UsageTotals>& last);
+    void readRateLimits(const JsonObject& limits, std::optional<Instant> ts);
+    StringPool::Index dominantLabel(std::size_t begin, std::size_t end) const;
+    void attribute(const ClosedRequest& request, std::size_t windowBegin);
+    ToolStat& statOf(StringPool::Index label);
+    std::size_t openWindowBegin() const { return closed_.empty() ? 0 : closed_.back().windowEnd; }
+
+    ParseState& state_;
+    ReadScratch& scratch_;
+    std::vector<ClosedRequest> closed_;
+};
+
+}  // namespace ledgerfern::RolloutParser
