@@ -1,0 +1,110 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Analytics/Snapshot.h"
+#include "Engine/ToolRoot.h"
+#include "Foundation/Clock.h"
+#include "Foundation/FileStat.h"
+#include "Foundation/SerialQueue.h"
+#include "Parsing/ReadScratch.h"
+#include "RolloutParser/ParseState.h"
+
+namespace ledgerfern {
+
+/// What a scan is to do. Instants are seconds since the Unix epoch, compared with modification times,
+/// strictly.
+struct ScanOptions {
+    /// Treat every file as finished: end it at its present end, an unfinished last line included.
+    bool finishFiles = false;
+    /// Files last modified before this are left out of a first scan, uncounted.
+    std::optional<Instant> quickCutoff;
+    /// Files last modified before this are left out and counted in `skippedOldFiles`.
+    std::optional<Instant> skipFilesModifiedBefore;
+    /// Codex requests before this are counted, but their tokens aren't attributed. For files read for the
+    /// first time.
+    std::optional<Instant> attribCutoff;
+};
+
+/// The one object through which numbers are got: finds every session log below its roots, keeps a parser
+/// state for each in memory, so that a later scan reads only what was appended, and publishes whole
+/// snapshots.
+///
+/// Every operation but `skippedOldFiles` blocks its caller until it is through: they run one at a time, in
+/// the order in which they were asked for, from whatever threads. Nothing here fails: what can't be read is
+/// absent.
+class Engine {
+public:
+    /// `workers` is the number of threads that read new files, 0 for one each processor. Touches no file.
+    explicit Engine(std::vector<ToolRoot> roots, Clock clock = systemClock(), unsigned workers = 0);
+
+    Snapshot rescan(const ScanOptions& options = {});
+    /// A snapshot of what is known, without a look at any file.
+    Snapshot currentSnapshot();
+    /// The complete record of one session, with the open request and the unfinished last line that a snapshot
+    /// lacks. Absent for a path that the latest scan didn't find.
+    std::optional<SessionResult> fullResult(const std::string& path);
+    /// How many files the latest scan left out by `skipFilesModifiedBefore`. Any thread, at once.
+    std::int64_t skippedOldFiles() const { return skippedOldFiles_; }
+
+private:
+    struct DiscoveredFile {
+        std::string path;
+        ToolKind kind;
+        FileStat stat;
+    };
+    /// A Codex file that has been read in this run.
+    struct CodexFile {
+        std::string sessionID;
+        ParseState state;
+        SessionPointer published;  ///< What `finalize` gives; null where the state has changed since.
+    };
+    struct ColdOutcome {
+        std::optional<CodexFile> codex;
+    };
+    using FileIndices = std::vector<std::size_t>;
+    using FileCounts = std::map<ToolKind, std::int64_t>;
+
+    // The scan: Engine.cpp. Everything below runs on the queue.
+    std::vector<DiscoveredFile> discoverFiles() const;
+    void loadThreadNamesOnce();
+    void forgetVanished(const std::vector<DiscoveredFile>& files);
+    FileIndices warmPass(const std::vector<DiscoveredFile>& files, const ScanOptions& options);
+    void refresh(const DiscoveredFile& file, CodexFile& live, const ScanOptions& options);
+    FileIndices select(const std::vector<DiscoveredFile>& files, FileIndices cold,
+                       const ScanOptions& options);
+    std::vector<ColdOutcome> readCold(const std::vector<DiscoveredFile>& files, const FileIndices& kept,
+                                      const ScanOptions& options);
+    FileCounts merge(const std::vector<DiscoveredFile>& files, const FileIndices& kept,
+                     std::vector<ColdOutcome> outcomes);
+    void countRest(const std::vector<std::string>& seen, FileCounts& filesPerTool) const;
+    std::optional<ToolKind> kindForPath(std::string_view path) const;
+
+    // The snapshot: SnapshotAssembly.cpp
+    Snapshot buildSnapshot(FileCounts filesPerTool);
+    SessionList publishSessions(std::map<std::string, std::string>& sessionIDs);
+    std::vector<std::string> formatWarnings(Instant now) const;
+
+    const std::vector<ToolRoot> roots_;  // longest path first, so that the deepest root has the first say
+    const Clock clock_;
+    const unsigned workers_;
+    SerialQueue queue_{"ledgerfern.engine"};
+    std::map<std::string, CodexFile> codexFiles_;
+    std::vector<std::string> knownFiles_;  // what the previous scan found, sorted, each path once
+    std::map<std::string, std::string> threadNames_;
+    std::unique_ptr<ReadScratch> warmScratch_;
+    std::atomic<std::int64_t> skippedOldFiles_{0};
+};
+
+/// What stands for a Codex session where its thread is meant: the file's name from its 20th character to the
+/// last but one, where it is a rollout's, else the whole path. Characters are user-perceived ones.
+std::string sessionIDForPath(std::string_view path);
+
+}  // namespace ledgerfern

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <string>
+
+#include "UsageRecords/Records.h"
+
+namespace ledgerfern {
+
+/// A folder to look for logs in, and the agent whose logs they are.
+struct ToolRoot {
+    std::string
+        path;  ///< Bytes, absolute and lexically normalised (`lexicallyAbsolute`). May be a link to a folder.
+    ToolKind kind = ToolKind::codex;
+
+    /// ".codex/sessions" below the home directory.
+    static ToolRoot codexDefault();
+    /// ".claude/projects" below the home directory.
+    static ToolRoot claudeDefault();
+};
+
+}  // namespace ledgerfern

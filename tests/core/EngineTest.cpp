@@ -1,0 +1,420 @@
+#include "Engine/Engine.h"
+
+#include <gtest/gtest.h>
+
+#include <thread>
+
+#include "CodexLog.h"
+#include "TempFolder.h"
+
+namespace ledgerfern {
+namespace {
+
+using test::CodexLog;
+using test::Json;
+using test::setModified;
+using test::TempFolder;
+using test::usage;
+
+constexpr Instant now = 1772400000;  // 2026-03-01 21:20 UTC
+
+std::string log(std::int64_t input = 100, std::string_view cwd = "/home/ada/app") {
+    return CodexLog().meta(cwd).tokens(usage(input, 0, 10)).text;
+}
+
+/// An engine over one Codex root, with a fixed clock.
+class EngineTest : public testing::Test {
+protected:
+    std::string root() const { return home / "sessions"; }
+    static ScanOptions finished() {
+        ScanOptions options;
+        options.finishFiles = true;
+        return options;
+    }
+    static std::int64_t totalInput(const Snapshot& snapshot) {
+        return snapshot.aggregates.totals.inputTokens;
+    }
+    static std::int64_t codexFiles(const Snapshot& snapshot) {
+        const auto entry = snapshot.filesPerTool.find(ToolKind::codex);
+        return entry == snapshot.filesPerTool.end() ? 0 : entry->second;
+    }
+
+    TempFolder home;
+    Engine engine{{{root(), ToolKind::codex}}, fixedClock(now), 2};
+};
+
+TEST_F(EngineTest, aFolderThatIsNotThereGivesAnEmptySnapshot) {
+    const Snapshot snapshot = engine.rescan();
+    EXPECT_TRUE(snapshot.sessions.empty());
+    EXPECT_TRUE(snapshot.filesPerTool.empty());
+    EXPECT_TRUE(snapshot.formatWarnings.empty());
+    EXPECT_EQ(snapshot.aggregates, Aggregates({}, 0, std::nullopt));
+    EXPECT_EQ(snapshot.generatedAt, now);
+}
+
+TEST_F(EngineTest, beforeTheFirstScanNothingIsKnown) {
+    home.write("sessions/a.jsonl", log());
+    const Snapshot snapshot = engine.currentSnapshot();
+    EXPECT_TRUE(snapshot.sessions.empty());
+    EXPECT_TRUE(snapshot.filesPerTool.empty());
+}
+
+TEST_F(EngineTest, findsLogsInEveryFolderAndNothingElse) {
+    home.write("sessions/2026/03/a.jsonl", log());
+    home.write("sessions/.hidden/.b.jsonl", log());
+    home.write("sessions/c.JSONL", log());
+    home.write("sessions/d.jsonl.bak", log());
+    home.write("sessions/.jsonl", log());
+    home.write("elsewhere/e.jsonl", log());
+    const Snapshot snapshot = engine.rescan();
+    EXPECT_EQ(snapshot.sessions.size(), 2U);
+    EXPECT_EQ(codexFiles(snapshot), 2);
+    EXPECT_EQ(snapshot.aggregates.filesScanned, 2);
+}
+
+TEST_F(EngineTest, aFolderNamedLikeALogIsCountedAndGivesNothing) {
+    home.write("sessions/x.jsonl/inner.jsonl", log());
+    const Snapshot snapshot = engine.rescan();
+    EXPECT_EQ(codexFiles(snapshot), 2);
+    ASSERT_EQ(snapshot.sessions.size(), 1U);
+    EXPECT_EQ(snapshot.sessions[0]->path, root() + "/x.jsonl/inner.jsonl");
+    EXPECT_EQ(codexFiles(engine.rescan()), 2);
+}
+
+TEST_F(EngineTest, linksToFilesAreReadAndLinksToFoldersNotFollowed) {
+    const std::string target = home.write("outside/real.jsonl", log());
+    std::filesystem::create_directories(root());
+    std::filesystem::create_symlink(target, root() + "/link.jsonl");
+    std::filesystem::create_symlink(home / "outside", root() + "/folder");
+    std::filesystem::create_symlink(home / "outside", root() + "/folder.jsonl");
+    std::filesystem::create_symlink(home / "nowhere", root() + "/dead.jsonl");
+    const Snapshot snapshot = engine.rescan();
+    EXPECT_EQ(codexFiles(snapshot), 3);
+    ASSERT_EQ(snapshot.sessions.size(), 1U);
+    EXPECT_EQ(snapshot.sessions[0]->path, root() + "/link.jsonl");
+}
+
+TEST_F(EngineTest, theRootMayBeALink) {
+    home.write("outside/a.jsonl", log());
+    std::filesystem::create_symlink(home / "outside", root());
+    EXPECT_EQ(engine.rescan().sessions.size(), 1U);
+}
+
+TEST_F(EngineTest, namesThatAreNotUtf8ArePathsLikeAnyOther) {
+    const std::string path = home.write("sessions/bad\xFF name.jsonl", log());
+    const Snapshot snapshot = engine.rescan();
+    ASSERT_EQ(snapshot.sessions.size(), 1U);
+    EXPECT_EQ(snapshot.sessions[0]->path, path);
+    EXPECT_TRUE(engine.fullResult(path).has_value());
+}
+
+TEST_F(EngineTest, anAppendedLineIsAllThatALaterScanReads) {
+    home.write("sessions/a.jsonl", log(100));
+    EXPECT_EQ(totalInput(engine.rescan()), 100);
+    home.append("sessions/a.jsonl", CodexLog().tokens(usage(150, 0, 20)).text);
+    const Snapshot snapshot = engine.rescan();
+    EXPECT_EQ(totalInput(snapshot), 150);
+    EXPECT_EQ(snapshot.sessions[0]->requests.size(), 2U);
+    EXPECT_EQ(codexFiles(snapshot), 1);
+}
+
+TEST_F(EngineTest, anUnchangedFileKeepsItsPublishedSession) {
+    home.write("sessions/a.jsonl", log());
+    home.write("sessions/b.jsonl", log());
+    const Snapshot first = engine.rescan();
+    home.append("sessions/b.jsonl", CodexLog().tokens(usage(150, 0, 20)).text);
+    const Snapshot second = engine.rescan();
+    const auto find = [](const Snapshot& snapshot, std::string_view name) {
+        for (const auto& session : snapshot.sessions)
+            if (session->path.ends_with(name)) return session;
+        return SessionPointer();
+    };
+    EXPECT_EQ(find(first, "a.jsonl"), find(second, "a.jsonl"));
+    EXPECT_NE(find(first, "b.jsonl"), find(second, "b.jsonl"));
+    EXPECT_EQ(find(first, "b.jsonl")->requests.size(), 1U);
+}
+
+TEST_F(EngineTest, aSessionIsHeldOnceByItsStateAndItsPublishedResult) {
+    const std::string path = home.write("sessions/a.jsonl", log());
+    const Snapshot snapshot = engine.rescan();
+    const Snapshot later = engine.currentSnapshot();
+    EXPECT_TRUE(snapshot.sessions[0]->requests.sharesStorageWith(later.sessions[0]->requests));
+    EXPECT_TRUE(snapshot.sessions[0]->requests.sharesStorageWith(engine.fullResult(path)->requests));
+}
+
+TEST_F(EngineTest, anUnfinishedLineWaitsForItsRest) {
+    const std::string text = CodexLog().meta().tokens(usage(100, 0, 10)).tokens(usage(150, 0, 20)).text;
+    const std::string path = home.write("sessions/a.jsonl", text.substr(0, text.size() - 10));
+    const Snapshot first = engine.rescan();
+    EXPECT_EQ(totalInput(first), 100);
+    EXPECT_EQ(first.malformedLines, 0);
+    home.append("sessions/a.jsonl", text.substr(text.size() - 10));
+    EXPECT_EQ(totalInput(engine.rescan()), 150);
+    EXPECT_EQ(engine.currentSnapshot().sessions[0]->requests.size(), 2U);
+}
+
+TEST_F(EngineTest, finishingFilesAppliesTheirLastLines) {
+    const std::string text = log(100);
+    home.write("sessions/a.jsonl", text.substr(0, text.size() - 1));
+    EXPECT_TRUE(engine.rescan().sessions.empty());
+    EXPECT_EQ(totalInput(engine.rescan(finished())), 100);
+    Engine fresh({{root(), ToolKind::codex}}, fixedClock(now), 1);
+    EXPECT_EQ(totalInput(fresh.rescan(finished())), 100);
+}
+
+TEST_F(EngineTest, aTruncatedFileIsReadAnewInTheSameScan) {
+    home.write("sessions/a.jsonl",
+               CodexLog().meta("/old").tokens(usage(100, 0, 10)).tokens(usage(900, 0, 90)).text);
+    EXPECT_EQ(totalInput(engine.rescan()), 900);
+    home.write("sessions/a.jsonl", log(70, "/new"));
+    const Snapshot snapshot = engine.rescan();
+    EXPECT_EQ(totalInput(snapshot), 70);
+    EXPECT_EQ(snapshot.sessions[0]->project, "new");
+}
+
+TEST_F(EngineTest, aFileReplacedAtTheSameSizeKeepsItsState) {
+    home.write("sessions/a.jsonl", log(100));
+    EXPECT_EQ(totalInput(engine.rescan()), 100);
+    home.write("sessions/a.jsonl", log(900));
+    EXPECT_EQ(totalInput(engine.rescan()), 100) << "there is no other test for a changed file";
+}
+
+TEST_F(EngineTest, aFileTruncatedToNothingLosesItsSession) {
+    home.write("sessions/a.jsonl", log(100));
+    engine.rescan();
+    home.write("sessions/a.jsonl", "");
+    EXPECT_TRUE(engine.rescan().sessions.empty());
+    home.append("sessions/a.jsonl", log(30));
+    EXPECT_EQ(totalInput(engine.rescan()), 30);
+}
+
+TEST_F(EngineTest, aVanishedFileLeavesAtOnceAndIsCountedOnceMore) {
+    home.write("sessions/a.jsonl", log());
+    const std::string path = home.write("sessions/b.jsonl", log());
+    engine.rescan();
+    std::filesystem::remove(path);
+    const Snapshot snapshot = engine.rescan();
+    EXPECT_EQ(snapshot.sessions.size(), 1U);
+    EXPECT_EQ(codexFiles(snapshot), 2);
+    EXPECT_EQ(codexFiles(engine.rescan()), 1);
+    EXPECT_FALSE(engine.fullResult(path).has_value());
+}
+
+TEST_F(EngineTest, aNewFileIsFoundByALaterScan) {
+    home.write("sessions/a.jsonl", log());
+    engine.rescan();
+    home.write("sessions/b.jsonl", log());
+    const Snapshot snapshot = engine.rescan();
+    EXPECT_EQ(snapshot.sessions.size(), 2U);
+    EXPECT_EQ(codexFiles(snapshot), 2);
+}
+
+TEST_F(EngineTest, modificationTimesAreComparedStrictly) {
+    setModified(home.write("sessions/old.jsonl", log()), 1000.0);
+    setModified(home.write("sessions/edge.jsonl", log()), 2000.5);
+    setModified(home.write("sessions/new.jsonl", log()), 3000.0);
+    ScanOptions options;
+    options.skipFilesModifiedBefore = 2000.5;
+    const Snapshot snapshot = engine.rescan(options);
+    EXPECT_EQ(snapshot.sessions.size(), 2U);
+    EXPECT_EQ(engine.skippedOldFiles(), 1);
+    EXPECT_EQ(codexFiles(snapshot), 2);
+    EXPECT_EQ(engine.rescan().sessions.size(), 3U);
+    EXPECT_EQ(engine.skippedOldFiles(), 0);
+}
+
+TEST_F(EngineTest, aQuickScanPassesOldFilesOverUncounted) {
+    setModified(home.write("sessions/old.jsonl", log()), 1000.0);
+    setModified(home.write("sessions/edge.jsonl", log()), 2000.0);
+    ScanOptions quick;
+    quick.quickCutoff = 2000.0;
+    const Snapshot first = engine.rescan(quick);
+    EXPECT_EQ(first.sessions.size(), 1U);
+    EXPECT_EQ(codexFiles(first), 1);
+    EXPECT_EQ(engine.skippedOldFiles(), 0);
+    const Snapshot second = engine.rescan(quick);
+    EXPECT_EQ(second.sessions.size(), 1U);
+    EXPECT_EQ(codexFiles(second), 2) << "by then it is known, if not read";
+    EXPECT_EQ(engine.rescan().sessions.size(), 2U);
+}
+
+TEST_F(EngineTest, anOldFileWithALiveStateIsStillFollowed) {
+    const std::string path = home.write("sessions/a.jsonl", log(100));
+    engine.rescan();
+    home.append("sessions/a.jsonl", CodexLog().tokens(usage(150, 0, 20)).text);
+    setModified(path, 1000.0);
+    ScanOptions options;
+    options.skipFilesModifiedBefore = 2000.0;
+    EXPECT_EQ(totalInput(engine.rescan(options)), 150);
+    EXPECT_EQ(engine.skippedOldFiles(), 0);
+}
+
+TEST_F(EngineTest, theAttributionCutOffReachesFilesReadForTheFirstTime) {
+    home.write("sessions/a.jsonl", CodexLog().meta().message("user", "x").tokens(usage(100, 0, 10)).text);
+    ScanOptions options;
+    options.attribCutoff = now;
+    EXPECT_TRUE(engine.rescan(options).sessions[0]->tools.empty());
+    // A file read anew has no cut-off.
+    home.write("sessions/a.jsonl", CodexLog().meta("/").message("user", "x").tokens(usage(9, 0, 1)).text);
+    EXPECT_EQ(engine.rescan(options).sessions[0]->tools.size(), 1U);
+}
+
+TEST_F(EngineTest, aFileThatCannotBeOpenedShowsNoSessionUntilItCan) {
+    std::filesystem::create_directories(root());
+    std::filesystem::create_symlink(home / "target", root() + "/a.jsonl");
+    const Snapshot first = engine.rescan();
+    EXPECT_TRUE(first.sessions.empty());
+    EXPECT_EQ(codexFiles(first), 1);
+    home.write("target", log(100));
+    EXPECT_EQ(totalInput(engine.rescan()), 100);
+}
+
+TEST_F(EngineTest, aFileThatCanNoLongerBeLookedAtIsReadAnew) {
+    const std::string target = home.write("target", log(100));
+    std::filesystem::create_directories(root());
+    std::filesystem::create_symlink(target, root() + "/a.jsonl");
+    EXPECT_EQ(totalInput(engine.rescan()), 100);
+    std::filesystem::remove(target);
+    EXPECT_TRUE(engine.rescan().sessions.empty()) << "its size counts as 0, so it was truncated";
+    home.write("target", log(30));
+    EXPECT_EQ(totalInput(engine.rescan()), 30);
+}
+
+TEST_F(EngineTest, aStateThatMakesNoSessionStillCountsItsMalformedLines) {
+    home.write("sessions/a.jsonl", "{\"type\":\"event_msg\",\n{\"event_msg\"\n");
+    home.write("sessions/b.jsonl", log() + "\"event_msg\"\n");
+    const Snapshot snapshot = engine.rescan();
+    EXPECT_EQ(snapshot.sessions.size(), 1U);
+    EXPECT_EQ(snapshot.malformedLines, 3);
+    EXPECT_EQ(codexFiles(snapshot), 2);
+}
+
+TEST_F(EngineTest, sessionsComeLatestFirstAndTiesByPath) {
+    home.write("sessions/c.jsonl", log());
+    home.write("sessions/a.jsonl", log());
+    home.write("sessions/none.jsonl",
+               CodexLog().withoutTime().meta().withoutTime().tokens(usage(1, 0, 1)).text);
+    home.write("sessions/b.jsonl", CodexLog().meta().at("2026-03-01T15:00:00Z").tokens(usage(1, 0, 1)).text);
+    std::vector<std::string> names;
+    for (const auto& session : engine.rescan().sessions)
+        names.push_back(session->path.substr(root().size() + 1));
+    EXPECT_EQ(names, (std::vector<std::string>{"b.jsonl", "a.jsonl", "c.jsonl", "none.jsonl"}));
+}
+
+TEST_F(EngineTest, theFullResultHasWhatASnapshotLacks) {
+    CodexLog whole;
+    whole.meta().tokens(usage(100, 0, 10)).message("user", "last").tokens(usage(150, 0, 20));
+    whole.text.pop_back();
+    const std::string path = home.write("sessions/a.jsonl", whole.text);
+    EXPECT_EQ(engine.rescan().sessions[0]->requests.size(), 1U);
+    const auto full = engine.fullResult(path);
+    ASSERT_TRUE(full.has_value());
+    EXPECT_EQ(full->requests.size(), 2U);
+    EXPECT_EQ(full->totals.inputTokens, 150);
+    EXPECT_EQ(full->requests[1].dominant, "user messages");
+    EXPECT_EQ(engine.currentSnapshot().sessions[0]->requests.size(), 1U) << "the live state is as it was";
+    home.append("sessions/a.jsonl", "\n" + CodexLog().tokens(usage(170, 0, 22)).text);
+    EXPECT_EQ(totalInput(engine.rescan()), 170);
+    EXPECT_EQ(full->requests.size(), 2U);
+}
+
+TEST_F(EngineTest, theFullResultOfAnUnknownPathIsAbsent) {
+    engine.rescan();
+    EXPECT_FALSE(engine.fullResult(root() + "/a.jsonl").has_value());
+}
+
+TEST_F(EngineTest, warnsOfRecentActivityWithoutTokenCounts) {
+    CodexLog silent;
+    silent.meta();
+    for (int i = 0; i < 10; ++i)
+        silent.item("message", {{"role", "user"}});
+    home.write("sessions/a.jsonl", silent.text);
+    ASSERT_EQ(engine.rescan().formatWarnings.size(), 1U);
+    EXPECT_TRUE(engine.rescan().formatWarnings[0].starts_with("1 recent Codex session have activity"));
+    const Instant last = test::lineTime(11);
+    Engine atTheEdge({{root(), ToolKind::codex}}, fixedClock(last + 1'209'600), 1);
+    EXPECT_EQ(atTheEdge.rescan().formatWarnings.size(), 1U);
+    Engine later({{root(), ToolKind::codex}}, fixedClock(last + 1'209'600.5), 1);
+    EXPECT_TRUE(later.rescan().formatWarnings.empty());
+}
+
+TEST_F(EngineTest, theDeepestRootSaysWhoseAFileIs) {
+    home.write("sessions/inner/a.jsonl", log());
+    home.write("sessions/b.jsonl", log());
+    Engine both({{root(), ToolKind::codex}, {root() + "/inner", ToolKind::claudeCode}}, fixedClock(now), 1);
+    const Snapshot first = both.rescan();
+    EXPECT_EQ(first.filesPerTool.at(ToolKind::codex), 2) << "found by both walks";
+    EXPECT_EQ(first.filesPerTool.at(ToolKind::claudeCode), 1);
+    const Snapshot second = both.currentSnapshot();
+    EXPECT_EQ(second.filesPerTool.at(ToolKind::codex), 1);
+    EXPECT_EQ(second.filesPerTool.at(ToolKind::claudeCode), 1);
+}
+
+TEST_F(EngineTest, aFileFoundTwiceIsOneSession) {
+    home.write("sessions/inner/a.jsonl", log(100));
+    Engine twice({{root(), ToolKind::codex}, {root() + "/inner", ToolKind::codex}}, fixedClock(now), 2);
+    const Snapshot first = twice.rescan();
+    EXPECT_EQ(first.sessions.size(), 1U);
+    EXPECT_EQ(codexFiles(first), 2);
+    home.append("sessions/inner/a.jsonl", CodexLog().tokens(usage(150, 0, 20)).text);
+    EXPECT_EQ(totalInput(twice.rescan()), 150);
+}
+
+TEST_F(EngineTest, threadNamesComeFromTheFirstCodexRootsParentAndStay) {
+    home.write("sessions/a.jsonl", log());
+    EXPECT_TRUE(engine.rescan().threadNames.empty());
+    home.write("session_index.jsonl", "{\"id\":\"t1\",\"thread_name\":\"First\"}\n");
+    EXPECT_EQ(engine.rescan().threadNames.at("t1"), "First") << "tried again as long as there was none";
+    home.write("session_index.jsonl", "{\"id\":\"t1\",\"thread_name\":\"Second\"}\n");
+    EXPECT_EQ(engine.rescan().threadNames.at("t1"), "First");
+}
+
+TEST_F(EngineTest, everyNumberOfWorkersGivesTheSameSnapshot) {
+    for (int i = 0; i < 40; ++i)
+        home.write("sessions/" + std::to_string(i) + ".jsonl", log(100 + i, "/p/" + std::to_string(i % 7)));
+    const Snapshot expected = engine.rescan();
+    for (const unsigned workers : {1U, 2U, 8U, 0U}) {
+        Engine other({{root(), ToolKind::codex}}, fixedClock(now), workers);
+        const Snapshot snapshot = other.rescan();
+        EXPECT_EQ(snapshot.aggregates, expected.aggregates);
+        ASSERT_EQ(snapshot.sessions.size(), expected.sessions.size());
+        for (std::size_t i = 0; i < snapshot.sessions.size(); ++i)
+            EXPECT_EQ(*snapshot.sessions[i], *expected.sessions[i]);
+    }
+}
+
+TEST_F(EngineTest, operationsFromManyThreadsExcludeEachOther) {
+    const std::string path = home.write("sessions/a.jsonl", CodexLog().meta().tokens(usage(100, 0, 10)).text);
+    engine.rescan();
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t) {
+        threads.emplace_back([&, t] {
+            for (int i = 0; i < 20; ++i) {
+                if (t == 0) home.append("sessions/a.jsonl", CodexLog().tokens(usage(200 + i, 0, 20)).text);
+                const Snapshot snapshot = t % 2 ? engine.currentSnapshot() : engine.rescan();
+                EXPECT_EQ(snapshot.sessions.size(), 1U);
+                EXPECT_GE(engine.fullResult(path)->requests.size(), snapshot.sessions[0]->requests.size());
+                EXPECT_GE(snapshot.sessions[0]->requests[0].d.inputTokens, 100);
+            }
+        });
+    }
+    for (auto& thread : threads)
+        thread.join();
+    EXPECT_EQ(engine.rescan().sessions[0]->requests.size(), 21U);
+}
+
+TEST(SessionID, isCutFromARolloutsName) {
+    EXPECT_EQ(sessionIDForPath("/s/rollout-2026-03-01T10-20-30-0199aaaa-bbbb-cccc-dddd-eeeeffff0000.jsonl"),
+              "0-20-30-0199aaaa-bbbb-cccc-dddd-eeeeffff0000.json");
+    EXPECT_EQ(sessionIDForPath("/s/rollout-2026-03-01.jsonl"), "/s/rollout-2026-03-01.jsonl");
+    const std::string shortest = "rollout-" + std::string(38, 'x');
+    EXPECT_EQ(sessionIDForPath("/s/" + shortest), std::string(25, 'x'));
+    EXPECT_EQ(sessionIDForPath("/s/" + shortest.substr(1)), "/s/" + shortest.substr(1));
+    EXPECT_EQ(sessionIDForPath("/s/" + shortest.substr(0, 45)), "/s/" + shortest.substr(0, 45));
+    EXPECT_EQ(
+        sessionIDForPath("/s/rollout-" + std::string(38, 'x').replace(0, 1, "\U0001F468\u200D\U0001F469")),
+        std::string(25, 'x'));
+}
+
+}  // namespace
+}  // namespace ledgerfern
