@@ -1,6 +1,6 @@
 // The fast JSON reader refuses some texts that are valid here. Their trouble lies in single tokens, which are
 // found without parsing: a pass that only knows strings from the rest replaces each such token by one that
-// reads as it should, and copies everything else. A replacement is a token of the same kind of place (null or
+// reads as it should, and leaves everything else. A replacement is a token of the same kind of place (null or
 // a number for a number, an escape for an escape), so that an invalid text stays invalid.
 
 #include <algorithm>
@@ -73,23 +73,17 @@ bool isTooLarge(std::string_view token) {
     return power + writtenExponent(token) > 0;
 }
 
-void appendNumber(std::string_view token, std::string& result) {
+/// What to write for a number; absent where it may stand as it is.
+std::optional<std::string> replacementFor(std::string_view token) {
     const NumberShape shape = shapeOf(token);
-    if (shape == NumberShape::none || (shape == NumberShape::integer && readInteger(token))) {
-        result += token;
-        return;
-    }
+    if (shape == NumberShape::none || (shape == NumberShape::integer && readInteger(token)))
+        return std::nullopt;
     const auto value = readDouble(token);
-    if (!value && isTooLarge(token)) {
-        result += "null";
-    } else if (shape == NumberShape::integer) {
-        // The shortest text may be an integer beyond 64 bits once more.
-        const std::string text = shortestText(*value);
-        result += text;
-        if (text.find_first_of(".e") == std::string::npos) result += ".0";
-    } else {
-        result += token;
-    }
+    if (!value && isTooLarge(token)) return "null";
+    if (shape == NumberShape::decimal) return std::nullopt;
+    // The shortest text may be an integer beyond 64 bits once more.
+    const std::string text = shortestText(*value);
+    return text.find_first_of(".e") == std::string::npos ? text + ".0" : text;
 }
 
 /// The first place from `at` on that holds a character of the sort, or the text's end.
@@ -122,61 +116,72 @@ std::optional<unsigned> escapedUnit(std::string_view text, std::size_t at) {
     return unit;
 }
 
-/// Copies the escape at `at`, both halves of a surrogate pair at once, and returns the place behind it.
-std::size_t appendEscape(std::string_view text, std::size_t at, std::string& result) {
-    constexpr unsigned surrogateClass = 0xFC00;
-    constexpr unsigned high = 0xD800;
-    constexpr unsigned low = 0xDC00;
-    const unsigned kind = escapedUnit(text, at).value_or(0) & surrogateClass;
-    std::size_t length = 2;
-    if (kind == high && (escapedUnit(text, at + 6).value_or(0) & surrogateClass) == low) {
-        length = 12;
-    } else if (kind == high || kind == low) {
-        result += "\\ufffd";
+class Normaliser {
+public:
+    Normaliser(std::string_view text, std::string& result) : text_(text), result_(result) {}
+
+    bool run() {
+        const auto isStart = [](char c) { return c == '"' || c == '-' || isDigit(c); };
+        std::size_t at = 0;
+        while ((at = findFrom(text_, at, isStart)) < text_.size())
+            at = text_[at] == '"' ? string(at + 1) : number(at);
+        if (copied_ == 0) return false;
+        result_ += text_.substr(copied_);
+        return true;
+    }
+
+private:
+    // Each of these is given the place of a token, and returns the place behind it.
+
+    std::size_t number(std::size_t at) {
+        const std::size_t end = behindNumber(text_, at);
+        if (const auto replacement = replacementFor(text_.substr(at, end - at)))
+            replace(at, end, *replacement);
+        return end;
+    }
+
+    std::size_t string(std::size_t at) {
+        const auto isEvent = [](char c) { return c == '"' || c == '\\'; };
+        while ((at = findFrom(text_, at, isEvent)) < text_.size()) {
+            if (text_[at] == '"') return at + 1;
+            at = at + 1 < text_.size() && text_[at + 1] == 'u' ? unicodeEscape(at) : at + 2;
+        }
+        return at;
+    }
+
+    /// Both halves of a surrogate pair at once.
+    std::size_t unicodeEscape(std::size_t at) {
+        constexpr unsigned surrogateClass = 0xFC00;
+        constexpr unsigned high = 0xD800;
+        constexpr unsigned low = 0xDC00;
+        const unsigned kind = escapedUnit(text_, at).value_or(0) & surrogateClass;
+        if (kind != high && kind != low) return at + 2;
+        if (kind == high && (escapedUnit(text_, at + 6).value_or(0) & surrogateClass) == low) return at + 12;
+        replace(at, at + 6, "\\ufffd");
         return at + 6;
     }
-    result += text.substr(at, length);
-    return std::min(at + length, text.size());
-}
 
-/// Copies the string whose opening quote is at `at`, and returns the place behind it.
-std::size_t appendString(std::string_view text, std::size_t at, std::string& result) {
-    result += text[at++];
-    while (at < text.size()) {
-        const std::size_t end = findFrom(text, at, [](char c) { return c == '"' || c == '\\'; });
-        result += text.substr(at, end - at);
-        if (end == text.size()) return end;
-        if (text[end] == '"') {
-            result += '"';
-            return end + 1;
+    void replace(std::size_t start, std::size_t end, std::string_view replacement) {
+        // A fresh string takes what is asked for; one that grows would take double.
+        if (copied_ == 0) {
+            if (result_.capacity() < text_.size() + JsonReader::padding) result_ = std::string();
+            result_.reserve(text_.size() + JsonReader::padding);
         }
-        at = appendEscape(text, end, result);
+        result_ += text_.substr(copied_, start - copied_);
+        result_ += replacement;
+        copied_ = end;
     }
-    return at;
-}
+
+    const std::string_view text_;
+    std::string& result_;
+    std::size_t copied_ = 0;  // all before this place is in the result, mended
+};
 
 }  // namespace
 
-void normaliseJson(std::string_view text, std::string& result) {
+bool normaliseJson(std::string_view text, std::string& result) {
     result.clear();
-    if (result.capacity() < text.size() + JsonReader::padding) {
-        // A fresh string takes what is asked for; one that grows would take double.
-        result = std::string();
-        result.reserve(text.size() + JsonReader::padding);
-    }
-    std::size_t at = 0;
-    while (at < text.size()) {
-        const std::size_t token =
-            findFrom(text, at, [](char c) { return c == '"' || c == '-' || isDigit(c); });
-        result += text.substr(at, token - at);
-        if (token == text.size()) break;
-        if (text[token] == '"') {
-            at = appendString(text, token, result);
-        } else {
-            at = behindNumber(text, token);
-            appendNumber(text.substr(token, at - token), result);
-        }
-    }
+    return Normaliser(text, result).run();
 }
 
 }  // namespace ledgerfern

@@ -65,23 +65,32 @@ std::optional<std::int64_t> truncatedNumber(const JsonValue& value) {
 }  // namespace
 
 OptionalJson JsonReader::read(std::string_view text) {
-    JsonValue value;
-    const auto error = parse(text, true, lowerDepthLimit, value);
-    if (error == simdjson::SUCCESS) [[likely]]
-        return value;
-    return isLackOfMemory(error) ? std::nullopt : readLeniently(text);
+    return readOrMend(text, true);
 }
 
 OptionalJson JsonReader::readPadded(std::string_view text) {
-    JsonValue value;
-    const auto error = parse(text, false, lowerDepthLimit, value);
-    if (error == simdjson::SUCCESS) [[likely]]
-        return value;
-    return isLackOfMemory(error) ? std::nullopt : readLeniently(text);
+    return readOrMend(text, false);
 }
 
-simdjson::error_code JsonReader::parse(std::string_view text, bool copy, std::size_t depthLimit,
-                                       JsonValue& value) {
+OptionalJson JsonReader::readOrMend(std::string_view text, bool copy) {
+    JsonValue value;
+    const auto error = parse(text, copy, value);
+    if (error == simdjson::SUCCESS) [[likely]]
+        return value;
+    if (isLackOfMemory(error) || !normaliseJson(text, normalised_)) return std::nullopt;
+    normalised_.reserve(normalised_.size() + padding);
+    if (parse(normalised_, false, value) != simdjson::SUCCESS) return std::nullopt;
+    return value;
+}
+
+simdjson::error_code JsonReader::parse(std::string_view text, bool copy, JsonValue& value) {
+    const auto error = parseWithin(lowerDepthLimit, text, copy, value);
+    if (error != simdjson::DEPTH_ERROR || nesting(text) > maxNesting) return error;
+    return parseWithin(upperDepthLimit, text, copy, value);
+}
+
+simdjson::error_code JsonReader::parseWithin(std::size_t depthLimit, std::string_view text, bool copy,
+                                             JsonValue& value) {
     if (text.size() > UINT32_MAX - capacityStep) return simdjson::CAPACITY;
     if (text.size() > parser_.capacity() || depthLimit != parser_.max_depth()) [[unlikely]] {
         const std::size_t needed = (text.size() / capacityStep + 1) * capacityStep;
@@ -91,18 +100,6 @@ simdjson::error_code JsonReader::parse(std::string_view text, bool copy, std::si
             if (const auto error = document_.allocate(capacity)) return error;
     }
     return parser_.parse_into_document(document_, text.data(), text.size(), copy).get(value);
-}
-
-OptionalJson JsonReader::readLeniently(std::string_view text) {
-    const std::size_t depth = nesting(text);
-    if (depth > maxNesting) return std::nullopt;
-    normaliseJson(text, normalised_);
-    if (depth < maxNesting && normalised_ == text) return std::nullopt;
-    JsonValue value;
-    normalised_.reserve(normalised_.size() + padding);
-    const std::size_t limit = depth == maxNesting ? upperDepthLimit : lowerDepthLimit;
-    if (parse(normalised_, false, limit, value) != simdjson::SUCCESS) return std::nullopt;
-    return value;
 }
 
 void JsonReader::releaseMemory() {

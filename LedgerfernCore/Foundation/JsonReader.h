@@ -42,17 +42,20 @@ public:
     void releaseMemory();
 
 private:
-    simdjson::error_code parse(std::string_view text, bool copy, std::size_t depthLimit, JsonValue& value);
-    OptionalJson readLeniently(std::string_view text);
+    OptionalJson readOrMend(std::string_view text, bool copy);
+    simdjson::error_code parse(std::string_view text, bool copy, JsonValue& value);
+    simdjson::error_code parseWithin(std::size_t depthLimit, std::string_view text, bool copy,
+                                     JsonValue& value);
 
     simdjson::dom::parser parser_;
     simdjson::dom::document document_;
     std::string normalised_;
 };
 
-/// The text with each lone surrogate escape, each integer beyond 64 bits and each number beyond a double's
-/// range replaced by what it reads as. Texts that aren't valid JSON stay invalid.
-void normaliseJson(std::string_view text, std::string& result);
+/// Makes `result` the text with each lone surrogate escape, each integer beyond 64 bits and each number
+/// beyond a double's range replaced by what it reads as. Texts that aren't valid JSON stay invalid. False,
+/// and an empty result, where there is nothing to replace.
+bool normaliseJson(std::string_view text, std::string& result);
 
 /// The value as what it is asked for; absent where it is missing or of another type.
 std::optional<JsonObject> asObject(const OptionalJson& value);
