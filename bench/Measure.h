@@ -1,0 +1,51 @@
+#pragma once
+
+#include <array>
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <filesystem>
+#include <functional>
+#include <type_traits>
+#include <vector>
+
+namespace ledgerfern::bench {
+
+template <class Work>
+double secondsOf(Work&& work) {
+    const auto start = std::chrono::steady_clock::now();
+    work();
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+double median(std::vector<double> values);
+
+/// The most memory that this process has had resident so far, in bytes; 0 where the system doesn't tell.
+std::uint64_t peakMemory();
+
+/// Reads the files, so that they are in the system's cache.
+void warmCache(const std::vector<std::filesystem::path>& files);
+
+constexpr std::size_t maxResult = 4096;
+/// Runs `work` in a process of its own and hands its result over. `work` writes it to the place it is given.
+void runInChild(std::size_t size, const std::function<void(void*)>& work, void* result);
+
+/// Runs `work` in a process of its own, which starts with fresh memory, and returns its result. The caller
+/// must have a single thread.
+template <class Work>
+auto inChild(Work&& work) {
+    using Result = std::invoke_result_t<Work>;
+    static_assert(std::is_trivially_copyable_v<Result> && sizeof(Result) <= maxResult);
+    Result result{};
+    runInChild(
+        sizeof result,
+        [&](void* place) {
+            const Result made = work();
+            std::memcpy(place, &made, sizeof made);
+        },
+        &result);
+    return result;
+}
+
+}  // namespace ledgerfern::bench

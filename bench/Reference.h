@@ -1,0 +1,30 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <string_view>
+#include <vector>
+
+namespace ledgerfern::bench {
+
+/// What the reference has seen, so that its work can be checked and isn't optimised away.
+struct ReferenceCounts {
+    std::uint64_t bytes = 0;
+    std::uint64_t lines = 0;
+    std::uint64_t parsed = 0;
+    std::uint64_t refused = 0;
+    std::uint64_t types = 0;  ///< Bytes of the parsed lines' "type" values.
+
+    ReferenceCounts& operator+=(const ReferenceCounts& other);
+};
+
+/// The least that any scanner of these files has to do, done well: reads every byte once, in blocks of 4 MiB,
+/// finds the lines and which of them hold a marker of a record that matters, and parses those once.
+/// Independent of the product's own scanner. The time of a whole scan is given as a multiple of this.
+ReferenceCounts runReference(const std::vector<std::filesystem::path>& files, unsigned threads);
+
+/// The end of the first marker that starts in the text, such as `"token_count"`; `npos` where there is none.
+std::size_t firstMarkerEnd(std::string_view text);
+
+}  // namespace ledgerfern::bench

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+
+namespace ledgerfern::bench {
+
+/// Sums of what a scan has found, to see that it did its work.
+struct ScanFigures {
+    std::uint64_t sessions = 0;
+    std::uint64_t requests = 0;
+    std::int64_t tokens = 0;
+};
+
+struct WholeScan {
+    ScanFigures figures;
+    /// Scans once more with the same engine, which reads only what has been appended, and sums up anew.
+    std::function<ScanFigures()> again;
+};
+
+/// All that a cold start of the product does for a Codex root: an engine without a cache, a scan with
+/// `threads` workers, and what a report of it needs.
+WholeScan wholeScan(const std::filesystem::path& root, unsigned threads);
+
+}  // namespace ledgerfern::bench
