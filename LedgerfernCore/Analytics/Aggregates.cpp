@@ -5,15 +5,19 @@
 #include <set>
 #include <unordered_map>
 
-#include "Analytics/LocalHour.h"
 #include "Foundation/Arithmetic.h"
 #include "Foundation/Numbers.h"
 #include "UsageRecords/TSDate.h"
 
 // The roll-up goes over every request of every session at each snapshot, and must stay near the cost of
-// reading them. Finding a request's buckets by their keys costs many times that. The idea: the buckets are
-// nodes of maps, whose addresses last, so each is looked up when a boundary is passed and is remembered for
-// the requests that follow. What an hour has in common (its week and day) is found once for all sessions.
+// reading them. Finding a request's buckets costs many times that: a division each, and a search by key. The
+// idea: neighbours in a log mostly belong to the same hour and cycle. So the buckets of the last request are
+// remembered (they are nodes of maps, whose addresses last), with the stretch of time in which the rules
+// below certainly lead to them again; only a request outside it goes through the rules. What a UTC hour has
+// in common, its week and its day, is found once for all sessions.
+//
+// The rules calculate in doubles, which may round over the edge of an hour or a cycle. All roundings are far
+// below a second, so the stretch ends a second before each edge.
 
 namespace ledgerfern {
 
@@ -24,6 +28,15 @@ using WeekBucket = Aggregates::WeekBucket;
 // The years 1 to 9999, which the calendar keys are made for.
 constexpr Instant firstInstant = -62'135'596'800.0;
 constexpr Instant endOfInstants = 253'402'300'800.0;
+// From here on sums and differences of instants may be off by a good part of a second.
+constexpr Instant coarseInstants = 1e12;
+
+/// The local hour of the day, 0 to 23, where local time is `zoneOffset` seconds ahead of UTC.
+std::size_t localHour(Instant ts, double zoneOffset) {
+    // The remainder has the sign of the time.
+    const double hour = std::fmod((ts + zoneOffset) / 3600, 24) + 24;
+    return static_cast<std::size_t>(hour) % 24;
+}
 
 /// The buckets that a whole UTC hour shares.
 struct HourBuckets {
@@ -40,6 +53,19 @@ std::optional<std::string> cycleKey(double start) {
     return std::to_string(*seconds);
 }
 
+/// From `from` up to, and not including, `to`; nothing in a fresh one.
+struct Stretch {
+    Instant from = 0;
+    Instant to = 0;
+
+    bool contains(Instant ts) const { return ts >= from && ts < to; }
+    /// Keeps what also lies in the `length` seconds from `start`, a second away from their ends.
+    void narrow(Instant start, double length) {
+        from = std::max(from, start + 1);
+        to = std::min(to, start + length - 1);
+    }
+};
+
 /// Adds the requests of one session to the buckets.
 class RequestRollUp {
 public:
@@ -49,43 +75,54 @@ public:
     void add(const RequestRecord& request);
 
 private:
-    void addToCycle(const RequestRecord& request);
+    void enter(Instant ts);
     void enterHour(Instant ts, std::int64_t index);
-    void enterCycle(double start);
+    void enterCycle(Instant ts);
+    void rememberStretch(Instant ts);
     const HourBuckets& bucketsOfHour(Instant ts);
 
     Aggregates& sums_;
     HourTable& hours_;
     const std::string& project_;
+    Stretch stretch_;
 
     // The hour of the last request. Its index is cut toward zero, and the zone's offset is taken as it stood
     // at the hour's first request in the session.
     std::optional<std::int64_t> hourIndex_;
+    double zoneOffset_ = 0;
     WeekBucket* week_ = nullptr;
     UsageTotals* projectOfWeek_ = nullptr;
     std::int64_t* day_ = nullptr;
-    double zoneOffset_ = 0;
+    std::int64_t* localHour_ = nullptr;
 
     std::optional<double> cycleStart_;
-    UsageTotals* projectOfCycle_ = nullptr;  // null where the cycle has no key
+    UsageTotals* projectOfCycle_ = nullptr;  // null where there is no cycle, or it has no key
 };
 
 void RequestRollUp::add(const RequestRecord& request) {
-    const Instant ts = request.time;
-    if (!(ts >= firstInstant && ts < endOfInstants)) return;
+    if (!stretch_.contains(request.time)) [[unlikely]] {
+        if (!(request.time >= firstInstant && request.time < endOfInstants)) return;
+        enter(request.time);
+    }
+    projectOfWeek_->add(request.d);
+    if (projectOfCycle_) projectOfCycle_->add(request.d);
+    addFromOutside(*day_, request.d.totalTokens);
+    addFromOutside(*localHour_, request.d.totalTokens);
+}
+
+void RequestRollUp::enter(Instant ts) {
     const auto index = static_cast<std::int64_t>(ts / 3600);
     if (index != hourIndex_) enterHour(ts, index);
-    projectOfWeek_->add(request.d);
-    if (sums_.cycleAnchor) addToCycle(request);
-    addFromOutside(*day_, request.d.totalTokens);
-    addFromOutside(sums_.hourlyLocal[localHour(ts, zoneOffset_)], request.d.totalTokens);
+    localHour_ = &sums_.hourlyLocal[localHour(ts, zoneOffset_)];
+    if (sums_.cycleAnchor) enterCycle(ts);
+    rememberStretch(ts);
 }
 
 void RequestRollUp::enterHour(Instant ts, std::int64_t index) {
     const HourBuckets& buckets = bucketsOfHour(ts);
     hourIndex_ = index;
-    day_ = buckets.day;
     zoneOffset_ = TSDate::localOffset(ts);
+    day_ = buckets.day;
     if (week_ == buckets.week) return;
     week_ = buckets.week;
     projectOfWeek_ = &week_->projects[project_];
@@ -93,23 +130,29 @@ void RequestRollUp::enterHour(Instant ts, std::int64_t index) {
 
 const HourBuckets& RequestRollUp::bucketsOfHour(Instant ts) {
     // Unlike the session's index, this one keeps the hours before and after the epoch apart.
-    HourBuckets& buckets = hours_[static_cast<std::int64_t>(std::floor(ts / 3600))];
+    HourBuckets& buckets = hours_[static_cast<std::int64_t>(std::floor(std::floor(ts) / 3600))];
     if (!buckets.week) buckets = {&sums_.weeks[TSDate::isoWeekKey(ts)], &sums_.daily[TSDate::utcDayKey(ts)]};
     return buckets;
 }
 
-void RequestRollUp::addToCycle(const RequestRecord& request) {
+void RequestRollUp::enterCycle(Instant ts) {
     const double base = *sums_.cycleAnchor - Aggregates::cycleLength;
-    const double start =
-        base + std::floor((request.time - base) / Aggregates::cycleLength) * Aggregates::cycleLength;
-    if (start != cycleStart_) enterCycle(start);
-    if (projectOfCycle_) projectOfCycle_->add(request.d);
-}
-
-void RequestRollUp::enterCycle(double start) {
+    const double start = base + std::floor((ts - base) / Aggregates::cycleLength) * Aggregates::cycleLength;
+    if (start == cycleStart_) return;
     cycleStart_ = start;
     const auto key = cycleKey(start);
     projectOfCycle_ = key ? &sums_.cycles[*key].projects[project_] : nullptr;
+}
+
+void RequestRollUp::rememberStretch(Instant ts) {
+    Stretch stretch{firstInstant, endOfInstants};
+    stretch.narrow(std::floor(ts / 3600) * 3600, 3600);
+    stretch.narrow(std::floor((ts + zoneOffset_) / 3600) * 3600 - zoneOffset_, 3600);
+    if (cycleStart_) stretch.narrow(*cycleStart_, Aggregates::cycleLength);
+    // An anchor so far off that its doubles are coarse leaves nothing to rely on, and neither does an instant
+    // next to an edge.
+    const bool isExact = !cycleStart_ || std::fabs(*sums_.cycleAnchor) < coarseInstants;
+    stretch_ = isExact && stretch.contains(ts) ? stretch : Stretch();
 }
 
 void takeReading(Aggregates& sums, const SessionResult& session) {

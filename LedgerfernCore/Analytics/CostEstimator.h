@@ -23,8 +23,8 @@ const PriceMap& defaults();
 /// where nothing readable is saved. A row without one of its three numbers makes the whole unreadable.
 PriceMap prices(const PreferencesStore& preferences);
 
-/// Saves the user's table. False where a number isn't finite or a key isn't UTF-8, and then nothing is stored,
-/// or where the store can't be written.
+/// Saves the user's table. False where a number isn't finite or a key isn't UTF-8, and then nothing is
+/// stored, or where the store can't be written.
 bool setPrices(PreferencesStore& preferences, const PriceMap& prices);
 
 /// USD; `input` is the whole prompt, cached tokens included. 0 without a price, or where the result is beyond

@@ -3,7 +3,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
 #include <numeric>
+#include <random>
 
 #include "Analytics/Aggregates.h"
 #include "SessionSamples.h"
@@ -87,7 +89,7 @@ TEST(AggregatesProperty, theOrderOfSessionsDoesNotMatterWithoutTies) {
     EXPECT_TRUE(rc::check("any order gives the same roll-up", [] {
         auto sessions = randomSessions();
         const auto anchor = randomAnchor();
-        // Anchors of tools depend on the order where a later reading names no reset; here all do.
+        // A tool's anchor would depend on it where a later reading names no reset; here all do.
         const Aggregates forward(listOf(sessions), 3, anchor);
         std::reverse(sessions.begin(), sessions.end());
         RC_ASSERT(forward == Aggregates(listOf(sessions), 3, anchor));
@@ -96,33 +98,90 @@ TEST(AggregatesProperty, theOrderOfSessionsDoesNotMatterWithoutTies) {
     }));
 }
 
-/// The roll-up request by request, with nothing remembered between them.
+/// The roll-up rule by rule, with only the hour's keys and zone remembered between requests.
 Aggregates plainRollUp(const std::vector<SessionResult>& sessions, std::optional<double> anchor) {
     Aggregates sums;
-    for (const SessionResult& session : sessions)
+    for (const SessionResult& session : sessions) {
+        std::optional<std::int64_t> hour;
+        std::string week, day;
+        double offset = 0;
         for (const RequestRecord& request : session.requests.records()) {
             if (!request.hasTime()) continue;
-            sums.weeks[TSDate::isoWeekKey(request.time)].projects[session.project].add(request.d);
-            sums.daily[TSDate::utcDayKey(request.time)] += request.d.totalTokens;
+            const double t = request.time;
+            if (hour != static_cast<std::int64_t>(t / 3600)) {
+                hour = static_cast<std::int64_t>(t / 3600);
+                week = TSDate::isoWeekKey(t);
+                day = TSDate::utcDayKey(t);
+                offset = TSDate::localOffset(t);
+            }
+            sums.weeks[week].projects[session.project].add(request.d);
+            sums.daily[day] += request.d.totalTokens;
+            const double h = std::fmod((t + offset) / 3600, 24) + 24;
+            sums.hourlyLocal[static_cast<std::size_t>(static_cast<std::int64_t>(h) % 24)] +=
+                request.d.totalTokens;
             if (!anchor) continue;
             const double base = *anchor - 604800;
-            const double start = base + std::floor((request.time - base) / 604800) * 604800;
+            const double start = base + std::floor((t - base) / 604800) * 604800;
             const auto key = std::to_string(static_cast<std::int64_t>(start));
             sums.cycles[key].projects[session.project].add(request.d);
         }
+    }
     return sums;
 }
 
+bool equalsPlain(const std::vector<SessionResult>& sessions, std::optional<double> anchor) {
+    const Aggregates sums(listOf(sessions), 0, anchor);
+    const Aggregates plain = plainRollUp(sessions, anchor);
+    return sums.weeks == plain.weeks && sums.cycles == plain.cycles && sums.daily == plain.daily &&
+           sums.hourlyLocal == plain.hourlyLocal;
+}
+
 TEST(AggregatesProperty, rememberingBucketsChangesNothing) {
-    EXPECT_TRUE(rc::check("the buckets are those of a roll-up request by request", [] {
-        const auto sessions = randomSessions();
-        const auto anchor = randomAnchor();
-        const Aggregates sums(listOf(sessions), 0, anchor);
-        const Aggregates plain = plainRollUp(sessions, anchor);
-        RC_ASSERT(sums.weeks == plain.weeks);
-        RC_ASSERT(sums.cycles == plain.cycles);
-        RC_ASSERT(sums.daily == plain.daily);
-    }));
+    EXPECT_TRUE(rc::check("the buckets are those of a roll-up rule by rule",
+                          [] { RC_ASSERT(equalsPlain(randomSessions(), randomAnchor())); }));
+}
+
+/// Instants a few doubles before, at and behind the edges of quarter hours and cycles, in any order.
+SessionResult sessionAtEdges(double anchor, unsigned seed) {
+    std::mt19937 random(seed);
+    std::vector<double> edges = {0};
+    if (anchor < 2e11)  // the others lie outside the calendar
+        edges = {0, anchor, anchor - 604800, anchor + 604800, std::floor(anchor / 3600) * 3600};
+    for (const double day : {-719000.0, -3.0, -1.0, 0.0, 1.0, 2.0, 12345.0, 20513.0, 2932000.0})
+        for (int quarter = 0; quarter < 96; ++quarter)
+            edges.push_back(day * 86400 + quarter * 900);
+    std::vector<RequestRecord> records;
+    for (const double edge : edges)
+        for (const double aside : {-1.0, -0.75, 0.0, 0.5, 1.0}) {
+            double t = edge + aside;
+            for (int step = static_cast<int>(random() % 5); step > 0; --step)
+                t = std::nextafter(t, random() % 2 == 0 ? -1e300 : 1e300);
+            records.push_back(
+                requestAt(t, UsageTotals{1, 0, 0, 0, 0, static_cast<std::int64_t>(random() % 1000)}));
+        }
+    if (seed % 2 == 0) std::shuffle(records.begin(), records.end(), random);
+    return session(records);
+}
+
+bool everyEdgeEqualsPlain() {
+    for (const double anchor : {0.0, 604800.0, 1772409600.0, 1772409600.3, -5.5, 1e12, 1e14 + 0.3})
+        for (unsigned seed = 0; seed < 2; ++seed)
+            if (!equalsPlain({sessionAtEdges(anchor, seed), sessionAtEdges(anchor, seed + 2)}, anchor))
+                return false;
+    return true;
+}
+
+TEST(AggregatesPropertyDeathTest, rememberingBucketsChangesNothingAtTheEdgesOfHoursAndCycles) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    for (const char* zone :
+         {"UTC0", "<+0545>-5:45", "<-0330>3:30", "<+0019>-0:19:32", "<+1030>-10:30<+11>-11,M10.1.0,M4.1.0"})
+        EXPECT_EXIT(
+            {
+                setenv("TZ", zone, 1);
+                std::_Exit(everyEdgeEqualsPlain() ? 0 : 1);
+            },
+            testing::ExitedWithCode(0), "")
+            << zone;
 }
 
 }  // namespace

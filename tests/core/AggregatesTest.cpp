@@ -2,12 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstdlib>
 #include <limits>
+#include <numeric>
 
-#include "Analytics/LocalHour.h"
 #include "SessionSamples.h"
-#include "UsageRecords/TSDate.h"
 
 namespace ledgerfern {
 namespace {
@@ -104,7 +104,7 @@ TEST(Aggregates, leaveOutWhatWouldLeave64Bits) {
                                              requestAt(sunday, UsageTotals{-3, 0, 0, 0, 0, -3})})});
     EXPECT_EQ(sums.weeks.at("2026-W09").projects.at("p"), (UsageTotals{most - 3, 5, 0, 0, 0, most - 3}));
     EXPECT_EQ(sums.daily.at("2026-03-01"), most - 3);
-    EXPECT_EQ(sums.hourlyLocal[localHour(sunday, TSDate::localOffset(sunday))], most - 3);
+    EXPECT_EQ(std::accumulate(sums.hourlyLocal.begin(), sums.hourlyLocal.end(), std::int64_t{0}), most - 3);
 }
 
 TEST(Aggregates, skipARequestOutsideTheCalendar) {
@@ -143,9 +143,19 @@ TEST(AggregatesDeathTest, countByTheLocalHour) {
     Hours expected{};
     expected[1] = 10;
     expected[0] = 5;
-    EXPECT_EXIT(
-        exitWithTheHours("<+02>-2", {session({requestAt(1772407800, 10), requestAt(-7200, 5)})}, expected),
-        testing::ExitedWithCode(0), "");
+    const auto requests = session({requestAt(1772407800, 10), requestAt(-7200, 5)});
+    EXPECT_EXIT(exitWithTheHours("<+02>-2", {requests}, expected), testing::ExitedWithCode(0), "");
+}
+
+TEST(AggregatesDeathTest, countByTheLocalHourBeforeTheEpoch) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    Hours expected{};
+    expected[23] = 3;
+    expected[22] = 4;
+    expected[0] = 24;  // a remainder so close to 24 that adding 24 rounds up counts for the next hour
+    const auto requests = session({requestAt(-1, 1), requestAt(-3600, 2), requestAt(-3601, 4),
+                                   requestAt(-86400, 8), requestAt(std::nextafter(86400.0, 0.0), 16)});
+    EXPECT_EXIT(exitWithTheHours("UTC0", {requests}, expected), testing::ExitedWithCode(0), "");
 }
 
 TEST(AggregatesDeathTest, takeTheZoneAsItStoodAtTheHoursFirstRequest) {
