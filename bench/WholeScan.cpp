@@ -1,11 +1,27 @@
 #include "WholeScan.h"
 
+#include <memory>
+
+#include "Engine/Engine.h"
+
 namespace ledgerfern::bench {
 
-// TODO: make an Engine over `root` with `threads` workers, rescan it, and roll the snapshot up as a report
-// does. Until then the benchmark shows the reference alone, and a scan that does nothing.
-WholeScan wholeScan(const std::filesystem::path&, unsigned) {
-    return {ScanFigures{}, [] { return ScanFigures{}; }};
+namespace {
+
+ScanFigures figuresOf(const Snapshot& snapshot) {
+    ScanFigures figures;
+    figures.sessions = snapshot.sessions.size();
+    for (const auto& session : snapshot.sessions) figures.requests += session->requests.size();
+    figures.tokens = snapshot.aggregates.totals.totalTokens;
+    return figures;
+}
+
+}  // namespace
+
+WholeScan wholeScan(const std::filesystem::path& root, unsigned threads) {
+    const auto engine = std::make_shared<Engine>(std::vector<ToolRoot>{{root.string(), ToolKind::codex}},
+                                                 systemClock(), threads);
+    return {figuresOf(engine->rescan()), [engine] { return figuresOf(engine->rescan()); }};
 }
 
 }  // namespace ledgerfern::bench
