@@ -173,8 +173,8 @@ void takeReading(Aggregates& sums, const SessionResult& session) {
 
 UsageTotals WeekBucket::total() const {
     UsageTotals sum;
-    for (const auto& [project, totals] : projects)
-        sum.add(totals);
+    for (const auto& [project, tokens] : projects)
+        sum.add(tokens);
     return sum;
 }
 

@@ -7,14 +7,18 @@
 namespace ledgerfern {
 
 PriceTable::PriceTable(const PriceMap& rows) {
-    std::vector<std::pair<std::size_t, const PriceMap::value_type*>> byLength;
-    for (const auto& row : rows)
-        byLength.emplace_back(characterCount(row.first), &row);
-    // The map's order decides among equally long keys.
-    std::stable_sort(byLength.begin(), byLength.end(),
-                     [](const auto& a, const auto& b) { return a.first > b.first; });
-    for (const auto& [length, row] : byLength)
-        rows_.push_back({lowercased(row->first), row->second});
+    struct Candidate {
+        std::size_t length;
+        PriceMap::const_iterator row;
+    };
+    std::vector<Candidate> candidates;
+    for (auto row = rows.begin(); row != rows.end(); ++row)
+        candidates.push_back({characterCount(row->first), row});
+    std::sort(candidates.begin(), candidates.end(), [](const Candidate& a, const Candidate& b) {
+        return a.length != b.length ? a.length > b.length : a.row->first < b.row->first;
+    });
+    for (const Candidate& candidate : candidates)
+        rows_.push_back({lowercased(candidate.row->first), candidate.row->second});
 }
 
 std::optional<ModelPrice> PriceTable::priceFor(std::optional<std::string_view> model) const {
