@@ -1,0 +1,211 @@
+#include "Options.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <map>
+
+#include "Foundation/Numbers.h"
+#include "Quoted.h"
+
+namespace ledgerfern {
+
+namespace {
+
+using Values = std::map<std::string_view, std::vector<std::string>>;
+
+std::string helpHint(const Usage& usage) {
+    return inQuotes("ledgerfern-cli " + std::string(usage.command) + " --help");
+}
+
+bool looksLikeOption(std::string_view argument) {
+    return argument.size() > 1 && argument.starts_with('-');
+}
+
+UsageError unknownOption(const Usage& usage, std::string_view argument) {
+    const std::string_view name = argument.substr(0, argument.find('='));
+    std::vector<std::string_view> names;
+    for (const OptionText& option : usage.options())
+        names.push_back(option.name);
+    const std::string start = std::string(usage.command) + " has no option " + inQuotes(name) + "; ";
+    if (const auto meant = nearMiss(name, names)) return {start + "did you mean " + inQuotes(*meant) + "?"};
+    return {start + helpHint(usage) + " lists those it has"};
+}
+
+/// Everything that one pass of the parser finds.
+struct Parsed {
+    Values values;
+    std::map<std::string_view, bool> flags;
+    std::vector<std::string> rest;  ///< What no option took.
+};
+
+/// Runs the parser over arguments that have no "--".
+std::variant<Parsed, UsageError> parse(const Usage& usage, std::vector<std::string> arguments) {
+    CLI::App app;
+    app.set_help_flag("");
+    app.allow_extras();
+    Parsed parsed;
+    for (const OptionText& option : usage.options()) {
+        const std::string name(option.name);
+        if (option.value.empty())
+            app.add_flag(name == "--help" ? "-h,--help" : name, parsed.flags[option.name]);
+        else
+            app.add_option(name, parsed.values[option.name])->allow_extra_args(false);
+    }
+    try {
+        std::reverse(arguments.begin(), arguments.end());
+        app.parse(std::move(arguments));
+    } catch (const CLI::ParseError& error) {
+        const std::string message = error.what();
+        for (const OptionText& option : usage.options()) {
+            const std::string name(option.name);
+            if (!message.starts_with(name + ":") && message.find(name + " ") == std::string::npos) continue;
+            if (option.value.empty()) return UsageError{name + " takes no value"};
+            return UsageError{name + " needs a value: " + name + " " + std::string(option.value)};
+        }
+        return UsageError{"the options of " + std::string(usage.command) + " can't be read; see " +
+                          helpHint(usage)};
+    }
+    parsed.rest = app.remaining();
+    return parsed;
+}
+
+/// The value of an option that may be given once.
+std::variant<std::optional<std::string>, UsageError> single(const Parsed& parsed, std::string_view name) {
+    const auto& values = parsed.values.at(name);
+    if (values.size() > 1)
+        return UsageError{std::string(name) + " is given more than once; it takes one value"};
+    if (values.empty()) return std::optional<std::string>();
+    return std::optional<std::string>(values.front());
+}
+
+std::optional<ColorMode> colorMode(std::string_view text) {
+    if (text == "auto") return ColorMode::automatic;
+    if (text == "always") return ColorMode::always;
+    if (text == "never") return ColorMode::never;
+    return std::nullopt;
+}
+
+std::optional<UsageError> takeNow(const Parsed& parsed, Options& options) {
+    const auto value = single(parsed, "--now");
+    if (const auto* error = std::get_if<UsageError>(&value)) return *error;
+    const auto& text = std::get<std::optional<std::string>>(value);
+    if (!text) return std::nullopt;
+    options.now = readNow(*text);
+    if (options.now) return std::nullopt;
+    return UsageError{
+        "--now " + inQuotes(*text) +
+        " is no instant; it takes decimal seconds since 1970 within the years 1 to 9999, such as "
+        "1772409600"};
+}
+
+std::optional<UsageError> takeColor(const Parsed& parsed, Options& options) {
+    const auto value = single(parsed, "--color");
+    if (const auto* error = std::get_if<UsageError>(&value)) return *error;
+    const auto& text = std::get<std::optional<std::string>>(value);
+    if (!text) return std::nullopt;
+    const auto mode = colorMode(*text);
+    if (!mode)
+        return UsageError{"--color " + inQuotes(*text) + " is unknown; it takes auto, always or never"};
+    options.color = *mode;
+    return std::nullopt;
+}
+
+/// There is no cache yet, so its options are only looked at.
+std::optional<UsageError> takeCache(const Parsed& parsed) {
+    const auto value = single(parsed, "--cache");
+    if (const auto* error = std::get_if<UsageError>(&value)) return *error;
+    const auto& file = std::get<std::optional<std::string>>(value);
+    if (file && parsed.flags.at("--no-cache"))
+        return UsageError{"--cache and --no-cache exclude each other; give one"};
+    if (file && file->empty()) return UsageError{"--cache needs the name of a file"};
+    return std::nullopt;
+}
+
+std::optional<UsageError> takeRoots(const Parsed& parsed, Options& options) {
+    options.codexRoots = parsed.values.at("--codex");
+    for (const std::string& root : options.codexRoots)
+        if (root.empty()) return UsageError{"--codex needs the name of a folder"};
+    return std::nullopt;
+}
+
+std::optional<UsageError> takeOperand(const Usage& usage, const std::vector<std::string>& operands,
+                                      Options& options) {
+    const std::string command(usage.command);
+    const std::size_t wanted = usage.operand.empty() ? 0 : 1;
+    if (operands.size() > wanted)
+        return UsageError{command + " doesn't take " + inQuotes(operands[wanted]) + "; see " +
+                          helpHint(usage)};
+    if (operands.size() < wanted || (wanted == 1 && operands[0].empty()))
+        return UsageError{command + " needs one argument: ledgerfern-cli " + command + " " +
+                          std::string(usage.operand)};
+    if (wanted == 1) options.session = operands[0];
+    return std::nullopt;
+}
+
+/// The first thing that is wrong, if anything is.
+std::optional<UsageError> take(const Usage& usage, const Parsed& parsed,
+                               const std::vector<std::string>& operands, Options& options) {
+    if (auto error = takeRoots(parsed, options)) return error;
+    if (auto error = takeNow(parsed, options)) return error;
+    if (auto error = takeCache(parsed)) return error;
+    if (auto error = takeColor(parsed, options)) return error;
+    options.finish = parsed.flags.at("--finish");
+    options.defaultPrices = parsed.flags.at("--default-prices");
+    const auto full = parsed.flags.find("--full");
+    options.full = full != parsed.flags.end() && full->second;
+    return takeOperand(usage, operands, options);
+}
+
+}  // namespace
+
+const std::vector<OptionText>& commonOptions() {
+    static const std::vector<OptionText> options = {
+        {"--codex", "DIR", "Read Codex logs below DIR; may be given again. Usually ~/.codex/sessions."},
+        {"--now", "SECONDS", "Take this for the present instant, in seconds since 1970."},
+        {"--finish", "", "Take every log for finished, and count what its end holds open."},
+        {"--cache", "FILE", "Keep what was read in FILE. Nothing is kept yet."},
+        {"--no-cache", "", "Keep nothing of what was read."},
+        {"--default-prices", "", "Count costs by the built-in prices, not by yours."},
+        {"--color", "WHEN", "Colour: auto, always or never."},
+        {"--help", "", "Explain the command."},
+        {"--version", "", "Print the version."},
+    };
+    return options;
+}
+
+std::vector<OptionText> Usage::options() const {
+    std::vector<OptionText> all = ownOptions;
+    all.insert(all.end(), commonOptions().begin(), commonOptions().end());
+    return all;
+}
+
+std::optional<Instant> readNow(std::string_view text) {
+    constexpr Instant firstOfYear1 = -62135596800.0;
+    constexpr Instant firstOfYear10000 = 253402300800.0;
+    if (text.find_first_not_of("0123456789.+-") != std::string_view::npos) return std::nullopt;
+    const auto value = readDouble(text);
+    if (!value || *value < firstOfYear1 || *value >= firstOfYear10000) return std::nullopt;
+    return value;
+}
+
+std::variant<Options, UsageError> readOptions(const Usage& usage, const std::vector<std::string>& arguments) {
+    const auto marker = std::find(arguments.begin(), arguments.end(), "--");
+    auto result = parse(usage, {arguments.begin(), marker});
+    if (auto* error = std::get_if<UsageError>(&result)) return std::move(*error);
+    const Parsed& parsed = std::get<Parsed>(result);
+    Options options;
+    options.showsHelp = parsed.flags.at("--help");
+    options.showsVersion = parsed.flags.at("--version");
+    if (options.showsHelp || options.showsVersion) return options;
+
+    std::vector<std::string> operands;
+    for (const std::string& argument : parsed.rest) {
+        if (looksLikeOption(argument)) return unknownOption(usage, argument);
+        operands.push_back(argument);
+    }
+    if (marker != arguments.end()) operands.insert(operands.end(), marker + 1, arguments.end());
+    if (auto error = take(usage, parsed, operands, options)) return std::move(*error);
+    return options;
+}
+
+}  // namespace ledgerfern

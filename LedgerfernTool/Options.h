@@ -1,0 +1,64 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+#include "UsageRecords/Records.h"
+
+namespace ledgerfern {
+
+enum class ColorMode { automatic, always, never };
+
+/// What a command was asked for.
+struct Options {
+    std::vector<std::string> codexRoots;  ///< As given; empty where none was.
+    std::optional<Instant> now;           ///< The present instant; absent: the clock's.
+    bool finish = false;
+    bool defaultPrices = false;
+    ColorMode color = ColorMode::automatic;
+    bool full = false;    ///< `dump` alone.
+    std::string session;  ///< `session` alone: the path or id.
+    bool showsHelp = false;
+    bool showsVersion = false;
+};
+
+/// What an option is called, and how it is explained.
+struct OptionText {
+    std::string_view name;
+    std::string_view value;  ///< What its value is called; empty for one that takes none.
+    std::string_view meaning;
+};
+
+/// The options that every command knows, in the order in which they are explained.
+const std::vector<OptionText>& commonOptions();
+
+/// What a command knows of its arguments.
+struct Usage {
+    std::string_view command;
+    std::vector<OptionText> ownOptions;
+    std::string_view operand;  ///< What its one operand is called; empty where it takes none.
+
+    /// Its own options, then the common ones.
+    std::vector<OptionText> options() const;
+};
+
+/// One sentence that says what is wrong and what would be right.
+struct UsageError {
+    std::string sentence;
+};
+
+/// The options that the arguments ask for. Where help or the version is asked for, nothing else is looked at.
+std::variant<Options, UsageError> readOptions(const Usage& usage, const std::vector<std::string>& arguments);
+
+/// The instant of a "--now": decimal, with a sign and a fraction if wanted, within the years 1 to 9999;
+/// absent for anything else.
+std::optional<Instant> readNow(std::string_view text);
+
+/// The candidate that a mistyped word is likely to mean; absent where none is near.
+std::optional<std::string_view> nearMiss(std::string_view word,
+                                         const std::vector<std::string_view>& candidates);
+
+}  // namespace ledgerfern

@@ -1,0 +1,70 @@
+#include "Scan.h"
+
+#include <filesystem>
+
+#include "Analytics/CostEstimator.h"
+#include "Foundation/Clock.h"
+#include "Foundation/Locations.h"
+#include "Foundation/linux/JsonFilePreferences.h"
+#include "Progress.h"
+#include "Quoted.h"
+
+namespace ledgerfern {
+
+namespace {
+
+bool isFolder(const std::string& path) {
+    std::error_code error;
+    return std::filesystem::is_directory(path, error);
+}
+
+std::vector<ToolRoot> rootsFor(const Options& options, Console& console) {
+    if (options.codexRoots.empty()) return {ToolRoot::codexDefault()};
+    std::vector<ToolRoot> roots;
+    for (const std::string& given : options.codexRoots) {
+        roots.push_back({lexicallyAbsolute(given), ToolKind::codex});
+        if (!isFolder(roots.back().path))
+            console.warn("there is no folder " + inQuotes(given) + "; it adds no logs");
+    }
+    return roots;
+}
+
+}  // namespace
+
+Scan scanRoots(const Options& options, Console& console) {
+    const Clock clock = options.now ? fixedClock(*options.now) : systemClock();
+    std::vector<ToolRoot> roots = rootsFor(options, console);
+    Scan scan;
+    for (const ToolRoot& root : roots)
+        scan.folders.push_back(root.path);
+    scan.engine = std::make_unique<Engine>(std::move(roots), clock);
+    const Progress progress(console.err);
+    ScanOptions scanOptions;
+    scanOptions.finishFiles = options.finish;
+    scan.snapshot = scan.engine->rescan(scanOptions);
+    scan.now = clock();
+    return scan;
+}
+
+PriceTable builtInPrices() {
+    return PriceTable(CostEstimator::defaults());
+}
+
+PriceTable pricesFor(const Options& options) {
+    if (options.defaultPrices || !options.codexRoots.empty()) return builtInPrices();
+    return PriceTable(CostEstimator::prices(JsonFilePreferences(supportDirectory() + "/preferences.json")));
+}
+
+Palette paletteFor(const Options& options, const Console& console) {
+    switch (options.color) {
+        case ColorMode::always:
+            return Palette(true);
+        case ColorMode::never:
+            return Palette(false);
+        case ColorMode::automatic:
+            break;
+    }
+    return Palette(console.out.isTerminal() && !console.noColor);
+}
+
+}  // namespace ledgerfern

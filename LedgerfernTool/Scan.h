@@ -1,0 +1,36 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "Analytics/PriceTable.h"
+#include "Analytics/Snapshot.h"
+#include "Color.h"
+#include "Console.h"
+#include "Engine/Engine.h"
+#include "Options.h"
+
+namespace ledgerfern {
+
+/// One scan of the roots that the options name, or of the default ones, and what depends on the same instant.
+struct Scan {
+    std::vector<std::string> folders;  ///< The roots, made absolute.
+    std::unique_ptr<Engine> engine;
+    Snapshot snapshot;
+    Instant now = 0;
+};
+
+/// Scans. A root given by hand that isn't there is told on standard error, where a terminal also shows
+/// that it takes a while.
+Scan scanRoots(const Options& options, Console& console);
+
+/// The prices to count with for people: the user's on the default roots, otherwise the built-in ones.
+PriceTable pricesFor(const Options& options);
+/// The built-in prices.
+PriceTable builtInPrices();
+
+/// The colours of standard output.
+Palette paletteFor(const Options& options, const Console& console);
+
+}  // namespace ledgerfern

@@ -1,0 +1,97 @@
+#include "SessionText.h"
+
+#include <algorithm>
+
+#include "Analytics/CostEstimator.h"
+#include "Analytics/Formats.h"
+#include "Analytics/SessionNaming.h"
+#include "PrintableText.h"
+#include "Table.h"
+
+namespace ledgerfern {
+
+namespace {
+
+constexpr std::size_t shownRequests = 400;
+
+std::string timeText(std::optional<Instant> instant) {
+    return instant ? fmtLocalTime(*instant) : "—";
+}
+
+/// The session's name and figures.
+std::string header(const SessionResult& session, const std::string& name, const PriceTable& prices,
+                   std::size_t width, const Palette& palette) {
+    const UsageTotals& totals = session.totals;
+    std::string text = palette.paint(Tone::heading, isolated(elided(printable(name), width))) + "\n";
+    const auto line = [&](const std::string& content) {
+        text += wrapped(isolated(printable(content)), width, 2, 2);
+    };
+    line(session.project + " · " + std::string(SessionKind::label(session)) + " · " +
+         session.model.value_or("unknown model"));
+    line(timeText(session.started) + " to " + timeText(session.lastTs));
+    line(fmtTokens(totals.inputTokens) + " input · " + fmtTokens(totals.cachedInputTokens) +
+         " cached input · " + fmtTokens(totals.outputTokens) + " output · " + fmtTokens(totals.totalTokens) +
+         " total");
+    std::string counts =
+        std::to_string(session.requests.size()) + (session.requests.size() == 1 ? " request" : " requests");
+    if (const auto price = prices.priceFor(session.model))
+        counts += " · " + CostEstimator::fmtUSD(CostEstimator::cost(totals, price)) + " at list prices";
+    if (session.requests.size() > shownRequests)
+        counts += " · the last " + std::to_string(shownRequests) + " follow";
+    line(counts);
+    line(session.path);
+    return text;
+}
+
+/// True where a request was served by another model than the session's.
+bool hasOtherModels(const SessionResult& session) {
+    for (std::size_t i = 0; i < session.requests.size(); ++i) {
+        const auto model = session.requests[i].model;
+        if (model && model != session.model) return true;
+    }
+    return false;
+}
+
+/// The year stands in the session's header.
+std::string shortTimeText(std::optional<Instant> instant) {
+    const std::string text = timeText(instant);
+    return text.size() > 5 ? text.substr(5) : text;
+}
+
+Table requestTable(const SessionResult& session, const PriceTable& prices) {
+    Table table({{"Requests", Align::left},
+                 {"input", Align::right, std::nullopt, 5},
+                 {"cached", Align::right, std::nullopt, 4},
+                 {"output", Align::right, std::nullopt, 6},
+                 {"reasoning", Align::right, std::nullopt, 2},
+                 {"total"},
+                 {"cost", Align::right, std::nullopt, 3},
+                 {"model", Align::left, std::nullopt, 1},
+                 {"largest addition", Align::left, 16}});
+    const auto price = prices.priceFor(session.model);
+    const bool showsModels = hasOtherModels(session);
+    const std::size_t count = session.requests.size();
+    for (std::size_t i = count - std::min(count, shownRequests); i < count; ++i) {
+        const RequestDelta request = session.requests[i];
+        const UsageTotals& tokens = request.d;
+        table.addRow({shortTimeText(request.ts), fmtTokens(tokens.inputTokens),
+                      fmtTokens(tokens.cachedInputTokens), fmtTokens(tokens.outputTokens),
+                      fmtTokens(tokens.reasoningOutputTokens), fmtTokens(tokens.totalTokens),
+                      price ? CostEstimator::fmtUSD(CostEstimator::cost(tokens, price)) : "",
+                      showsModels ? std::string(request.model.value_or("—")) : "",
+                      std::string(request.dominant.value_or("—"))});
+    }
+    return table;
+}
+
+}  // namespace
+
+std::string sessionText(const SessionResult& session, const std::string& name, const PriceTable& prices,
+                        std::size_t width, const Palette& palette) {
+    std::string text = header(session, name, prices, width, palette);
+    const Table requests = requestTable(session, prices);
+    if (!requests.isEmpty()) text += "\n" + requests.text(width, palette);
+    return text;
+}
+
+}  // namespace ledgerfern
