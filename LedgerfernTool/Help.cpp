@@ -64,7 +64,8 @@ std::string programHelp(std::size_t width) {
         "Usage analytics from the session logs of AI coding agents. Nothing but these files is read, and "
         "nothing leaves this machine.",
         width, 0);
-    text += "\nUsage: ledgerfern-cli [COMMAND] [OPTIONS]\n\nCommands:\n" + listed(commandEntries(), width);
+    text += "\n" + wrapped("Usage: ledgerfern-cli [COMMAND] [OPTIONS]", width, 0, 4) + "\nCommands:\n" +
+            listed(commandEntries(), width);
     text += "\nOptions of every command:\n" + listed(optionEntries(commonOptions()), width) + "\nExamples:\n";
     for (const Command& command : commands())
         text += wrapped(command.example, width, 2, 4);

@@ -36,7 +36,7 @@ Cell::Cell(std::string content, Tone seenAs) : text(printable(content)), tone(se
 void Table::addRow(std::vector<Cell> cells) {
     check(!cells.empty() && cells.size() <= columns_.size(), "a table's row has another number of cells");
     cells.resize(columns_.size(), Cell(""));
-    cells[0].text.insert(0, indent, ' ');
+
     rows_.push_back(std::move(cells));
 }
 
@@ -46,16 +46,16 @@ bool Table::hasText(std::size_t column) const {
 }
 
 std::size_t Table::naturalWidth(std::size_t column) const {
-    std::size_t width = displayWidth(columns_[column].heading);
+    std::size_t width = 0;
     for (const auto& row : rows_)
         width = std::max(width, displayWidth(row[column].text));
-    return width;
+    return std::max(displayWidth(columns_[column].heading), width + (column == 0 ? indent : 0));
 }
 
 Table::Layout Table::layout(std::size_t width) const {
     Layout result;
     for (std::size_t i = 0; i < columns_.size(); ++i) {
-        if (!hasText(i)) continue;
+        if (i > 0 && !hasText(i)) continue;
         result.columns.push_back(i);
         result.widths.push_back(naturalWidth(i));
     }
@@ -90,12 +90,15 @@ bool Table::shrinkOrDrop(Layout& layout, std::size_t excess) const {
     return false;
 }
 
-std::string Table::line(const std::vector<Cell>& cells, const Layout& layout, const Palette& palette) const {
+std::string Table::line(const std::vector<Cell>& cells, const Layout& layout, std::size_t margin,
+                        const Palette& palette) const {
     std::string result;
     for (std::size_t i = 0; i < layout.columns.size(); ++i) {
         const std::size_t column = layout.columns[i];
-        if (i > 0) result.append(gap, ' ');
-        result += padded(cells[column], layout.widths[i], columns_[column].align, palette);
+        const std::size_t before = i == 0 ? std::min(margin, layout.widths[i]) : gap;
+        const std::size_t width = i == 0 ? layout.widths[i] - before : layout.widths[i];
+        result.append(before, ' ');
+        result += padded(cells[column], width, columns_[column].align, palette);
     }
     result.erase(result.find_last_not_of(' ') + 1);
     return result + "\n";
@@ -108,9 +111,9 @@ std::string Table::text(std::size_t width, const Palette& palette) const {
     for (const Column& column : columns_)
         headings.emplace_back(column.heading, Tone::heading);
     if (std::any_of(columns_.begin(), columns_.end(), [](const Column& c) { return !c.heading.empty(); }))
-        result += line(headings, shown, palette);
+        result += line(headings, shown, 0, palette);
     for (const auto& row : rows_)
-        result += line(row, shown, palette);
+        result += line(row, shown, indent, palette);
     return result;
 }
 

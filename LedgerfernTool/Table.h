@@ -53,7 +53,8 @@ private:
     std::size_t naturalWidth(std::size_t column) const;
     Layout layout(std::size_t width) const;
     bool shrinkOrDrop(Layout& layout, std::size_t excess) const;
-    std::string line(const std::vector<Cell>& cells, const Layout& layout, const Palette& palette) const;
+    std::string line(const std::vector<Cell>& cells, const Layout& layout, std::size_t margin,
+                     const Palette& palette) const;
 
     std::vector<Column> columns_;
     std::vector<std::vector<Cell>> rows_;

@@ -1,0 +1,91 @@
+#include "LimitTable.h"
+
+#include <gtest/gtest.h>
+
+#include "CommandLine.h"
+#include "tool/LogFolder.h"
+#include "tool/TextOutput.h"
+
+namespace ledgerfern {
+namespace {
+
+constexpr Instant now = 1772359320;  // 1 March 2026, 10:02 UTC
+
+TEST(LimitTable, namesWindowsByTheirLength) {
+    EXPECT_EQ(windowText(10080), "weekly");
+    EXPECT_EQ(windowText(300), "5-hour");
+    EXPECT_EQ(windowText(4320), "3-day");
+    EXPECT_EQ(windowText(90), "90-minute");
+    EXPECT_EQ(windowText(std::nullopt), "—");
+    EXPECT_EQ(windowText(0), "—");
+    EXPECT_EQ(windowText(-10080), "—");
+}
+
+TEST(LimitTable, tellsDistancesInTheirTwoLargestUnits) {
+    EXPECT_EQ(distanceText(now + 3 * 86400 + 4 * 3600 + 59 * 60, now), "in 3 d 4 h");
+    EXPECT_EQ(distanceText(now + 3 * 86400, now), "in 3 d");
+    EXPECT_EQ(distanceText(now + 3661, now), "in 1 h 1 min");
+    EXPECT_EQ(distanceText(now + 7200, now), "in 2 h");
+    EXPECT_EQ(distanceText(now + 60, now), "in 1 min");
+    EXPECT_EQ(distanceText(now + 59, now), "now");
+    EXPECT_EQ(distanceText(now - 59, now), "now");
+    EXPECT_EQ(distanceText(now - 7200, now), "2 h ago");
+    EXPECT_EQ(distanceText(9.2e18, now), "");
+}
+
+TEST(LimitTable, isAbsentWithoutAReading) {
+    EXPECT_FALSE(limitTable(Aggregates(), now));
+}
+
+TEST(LimitTable, showsAReadingOfAnySubset) {
+    Aggregates aggregates;
+    aggregates.latestRateLimitsByTool[ToolKind::codex] = {};
+    aggregates.latestRateLimitsByTool[ToolKind::claudeCode] = {81.0, 300, INT64_MAX, "max"};
+    aggregates.latestRateLimitsAsOf[ToolKind::claudeCode] = now - 60;
+    const auto table = limitTable(aggregates, now);
+    ASSERT_TRUE(table);
+    EXPECT_EQ(table->text(100, Palette(false)),
+              "Limits    window                used  resets  plan  as of\n"
+              "  Codex   —                        —  —             —\n"
+              "  Claude  5-hour  █████████▊     81%  —       max   2026-03-01 10:01\n");
+}
+
+TEST(LimitsCommand, saysThatNoLimitIsKnown) {
+    const LogFolder folder;
+    TextConsole text;
+    EXPECT_EQ(runCommandLine({"limits", "--codex", folder.path()}, text.console), 0);
+    EXPECT_EQ(text.out.text(), "No rate limit is known: no session log holds a reading of one.\n");
+}
+
+TEST(LimitsCommand, tellsUsedResetAndAge) {
+    const LogFolder folder;
+    RolloutLog log;
+    log.meta("", "/p").tokens(
+        "2026-03-01T10:01:00Z", {1, 0, 1, 0, 2},
+        R"({"primary":{"used_percent":42.5,"window_minutes":10080,"resets_at":1772409600}})");
+    folder.write("a.jsonl", log.text());
+    TextConsole text;
+    EXPECT_EQ(runCommandLine({"limits", "--codex", folder.path(), "--now", "1772359320"}, text.console), 0);
+    EXPECT_EQ(text.out.text(),
+              "Limits   window  used  resets                            as of\n"
+              "  Codex  weekly   43%  2026-03-02 00:00  in 13 h 58 min  2026-03-01 10:01\n");
+}
+
+TEST(LimitsCommand, fitsFortyColumns) {
+    const LogFolder folder;
+    RolloutLog log;
+    log.meta("", "/p").tokens(
+        "2026-03-01T10:01:00Z", {1, 0, 1, 0, 2},
+        R"({"primary":{"used_percent":42.5,"window_minutes":10080,"resets_at":1772409600},"plan_type":"a very long plan"})");
+    folder.write("a.jsonl", log.text());
+    TextConsole text(40);
+    EXPECT_EQ(runCommandLine({"limits", "--codex", folder.path(), "--now", "1772359320", "--color", "never"},
+                             text.console),
+              0);
+    EXPECT_EQ(text.out.text(),
+              "Limits   window  used  resets\n"
+              "  Codex  weekly   43%  2026-03-02 00:00\n");
+}
+
+}  // namespace
+}  // namespace ledgerfern

@@ -1,0 +1,145 @@
+#include "Options.h"
+
+#include <gtest/gtest.h>
+
+namespace ledgerfern {
+namespace {
+
+const Usage report{"report", {}, ""};
+const Usage session{"session", {}, "PATH|ID"};
+const Usage dump{"dump", {{"--full", "", "…"}}, ""};
+
+Options read(const Usage& usage, const std::vector<std::string>& arguments) {
+    const auto result = readOptions(usage, arguments);
+    if (const auto* error = std::get_if<UsageError>(&result)) {
+        ADD_FAILURE() << error->sentence;
+        return {};
+    }
+    return std::get<Options>(result);
+}
+
+std::string errorOf(const Usage& usage, const std::vector<std::string>& arguments) {
+    const auto result = readOptions(usage, arguments);
+    const auto* error = std::get_if<UsageError>(&result);
+    return error ? error->sentence : "";
+}
+
+TEST(Options, areTheUsualOnesWithoutArguments) {
+    const Options options = read(report, {});
+    EXPECT_TRUE(options.codexRoots.empty());
+    EXPECT_FALSE(options.now);
+    EXPECT_FALSE(options.finish);
+    EXPECT_FALSE(options.defaultPrices);
+    EXPECT_FALSE(options.full);
+    EXPECT_EQ(options.color, ColorMode::automatic);
+}
+
+TEST(Options, takeAllThatAreCommon) {
+    const Options options = read(report, {"--codex", "a", "--now=1.5", "--codex=b", "--finish", "--cache",
+                                          "c", "--color", "never", "--default-prices"});
+    EXPECT_EQ(options.codexRoots, (std::vector<std::string>{"a", "b"}));
+    EXPECT_EQ(options.now, 1.5);
+    EXPECT_TRUE(options.finish);
+    EXPECT_TRUE(options.defaultPrices);
+    EXPECT_EQ(options.color, ColorMode::never);
+}
+
+TEST(Options, takeAFolderOfAnyName) {
+    EXPECT_EQ(read(report, {"--codex", "[a,b]"}).codexRoots, std::vector<std::string>{"[a,b]"});
+    EXPECT_EQ(read(report, {"--codex", "a b\xff"}).codexRoots, std::vector<std::string>{"a b\xff"});
+}
+
+TEST(Options, knowFullForTheDumpAlone) {
+    EXPECT_TRUE(read(dump, {"--full"}).full);
+    EXPECT_EQ(errorOf(report, {"--full"}),
+              "report has no option “--full”; “ledgerfern-cli report --help” lists those it has");
+}
+
+TEST(Options, readInstantsInDecimal) {
+    EXPECT_EQ(readNow("1772409600"), 1772409600.0);
+    EXPECT_EQ(readNow("+5"), 5.0);
+    EXPECT_EQ(readNow("-0.25"), -0.25);
+    for (const char* bad : {"", "x", "1e5", "0x10", "nan", "inf", "1 2", "1-2", "--5", "+-5", " 5"})
+        EXPECT_FALSE(readNow(bad)) << bad;
+}
+
+TEST(Options, readInstantsOfTheYears1To9999) {
+    EXPECT_EQ(readNow("-62135596800"), -62135596800.0);
+    EXPECT_FALSE(readNow("-62135596800.5"));
+    EXPECT_EQ(readNow("253402300799.5"), 253402300799.5);
+    EXPECT_FALSE(readNow("253402300800"));
+}
+
+TEST(Options, takeANegativeInstant) {
+    EXPECT_EQ(read(report, {"--now", "-5"}).now, -5.0);
+    EXPECT_EQ(read(report, {"--now", "-.5"}).now, -0.5);
+}
+
+TEST(Options, sayWhatAnInstantIs) {
+    EXPECT_EQ(
+        errorOf(report, {"--now", "soon"}),
+        "--now “soon” is no instant; it takes decimal seconds since 1970 within the years 1 to 9999, such as "
+        "1772409600");
+}
+
+TEST(Options, refuseACacheAndNone) {
+    EXPECT_EQ(errorOf(report, {"--cache", "f", "--no-cache"}),
+              "--cache and --no-cache exclude each other; give one");
+    read(report, {"--no-cache"});
+}
+
+TEST(Options, refuseOneThatIsGivenTwice) {
+    EXPECT_EQ(errorOf(report, {"--now", "1", "--now", "2"}),
+              "--now is given more than once; it takes one value");
+}
+
+TEST(Options, sayWhatValueIsMissing) {
+    EXPECT_EQ(errorOf(report, {"--codex"}), "--codex needs a value: --codex DIR");
+    EXPECT_EQ(errorOf(report, {"--codex", ""}), "--codex needs the name of a folder");
+    EXPECT_EQ(errorOf(report, {"--cache"}), "--cache needs a value: --cache FILE");
+    EXPECT_EQ(errorOf(report, {"--color"}), "--color needs a value: --color WHEN");
+}
+
+TEST(Options, refuseAnUnknownColour) {
+    EXPECT_EQ(errorOf(report, {"--color", "red"}),
+              "--color “red” is unknown; it takes auto, always or never");
+}
+
+TEST(Options, nameTheOneThatWasMeant) {
+    EXPECT_EQ(errorOf(report, {"--codx", "a"}), "report has no option “--codx”; did you mean “--codex”?");
+    EXPECT_EQ(errorOf(report, {"--finsih"}), "report has no option “--finsih”; did you mean “--finish”?");
+}
+
+TEST(Options, refuseThoseThatNoCommandKnowsYet) {
+    for (const char* name :
+         {"--claude", "--scope", "--tool", "--search", "--json", "--project", "--week", "--status"})
+        EXPECT_NE(errorOf(dump, {name, "x"}), "") << name;
+}
+
+TEST(Options, takeOneOperandWhereThereIsOne) {
+    EXPECT_EQ(read(session, {"--finish", "abc"}).session, "abc");
+    EXPECT_EQ(read(session, {"--", "-abc"}).session, "-abc");
+    EXPECT_EQ(errorOf(session, {}), "session needs one argument: ledgerfern-cli session PATH|ID");
+    EXPECT_EQ(errorOf(session, {"a", "b"}), "session doesn't take “b”; see “ledgerfern-cli session --help”");
+    EXPECT_EQ(errorOf(report, {"a"}), "report doesn't take “a”; see “ledgerfern-cli report --help”");
+}
+
+TEST(Options, lookAtNothingElseWhereHelpIsAskedFor) {
+    EXPECT_TRUE(read(session, {"--help", "--bogus"}).showsHelp);
+    EXPECT_TRUE(read(session, {"-h"}).showsHelp);
+    EXPECT_TRUE(read(session, {"--version"}).showsVersion);
+}
+
+TEST(NearMiss, isOneSlipAwayOrTwoWithTheSameStart) {
+    const std::vector<std::string_view> names = {"report", "limits", "session"};
+    EXPECT_EQ(nearMiss("reprot", names), "report");
+    EXPECT_EQ(nearMiss("limit", names), "limits");
+    EXPECT_EQ(nearMiss("sesion", names), "session");
+    EXPECT_EQ(nearMiss("rport", names), "report");
+    EXPECT_EQ(nearMiss("export", names), std::nullopt);
+    EXPECT_EQ(nearMiss("", names), std::nullopt);
+    EXPECT_EQ(nearMiss(std::string(100000, 'x'), names), std::nullopt);
+}
+
+}  // namespace
+}  // namespace ledgerfern

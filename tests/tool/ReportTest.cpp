@@ -1,0 +1,218 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+#include "CommandLine.h"
+#include "Foundation/UnicodeText.h"
+#include "Scan.h"
+#include "UsageSummary.h"
+#include "tool/LogFolder.h"
+#include "tool/TextOutput.h"
+
+namespace ledgerfern {
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+
+constexpr const char* now = "1772359320";  // 1 March 2026, 10:02 UTC
+
+std::string report(const LogFolder& folder, std::optional<std::size_t> columns = std::nullopt,
+                   std::vector<std::string> arguments = {}) {
+    TextConsole text(columns);
+    arguments.insert(arguments.begin(), {"--codex", folder.path("sessions"), "--now", now});
+    EXPECT_EQ(runCommandLine(arguments, text.console), 0);
+    EXPECT_EQ(text.err.text(), "");
+    return text.out.text();
+}
+
+/// Two projects: today 1 million tokens of web-app at gpt-5, yesterday 500 tokens of scripts without a model.
+void writeTwoProjects(const LogFolder& folder) {
+    RolloutLog today;
+    today.meta("2026-03-01T10:00:00Z", "/home/me/web-app").model("gpt-5");
+    today.tokens(
+        "2026-03-01T10:01:00Z", {990000, 390000, 10000, 0, 1000000},
+        R"({"primary":{"used_percent":96,"window_minutes":10080,"resets_at":1772409600},"plan_type":"plus"})");
+    folder.write("sessions/a.jsonl", today.text());
+    RolloutLog yesterday;
+    yesterday.meta("2026-02-28T09:00:00Z", "/home/me/scripts")
+        .tokens("2026-02-28T09:00:00Z", {400, 0, 100, 0, 500});
+    folder.write("sessions/b.jsonl", yesterday.text());
+}
+
+TEST(Report, tellsLimitsTodayTotalsProjectsModelsAndDays) {
+    const LogFolder folder;
+    writeTwoProjects(folder);
+    // 600,000 × 1.25 + 390,000 × 0.125 + 10,000 × 10 = 898,750 millionths
+    EXPECT_EQ(
+        report(folder, 100, {"--color", "never"}),
+        "Ledgerfern · 2026-03-01 10:02\n"
+        "\n"
+        "Limits   window                used  resets                            plan  as of\n"
+        "  Codex  weekly  ███████████▌   96%  2026-03-02 00:00  in 13 h 58 min  plus  2026-03-01 10:01\n"
+        "\n"
+        "Today\n"
+        "  1.0M tokens · 1 request · 90¢ at list prices\n"
+        "\n"
+        "All time\n"
+        "  1.0M tokens · 2 requests · 90¢ at list prices\n"
+        "  990.4K input (39% from the cache) · 10.1K output · 0 reasoning\n"
+        "  2 sessions in 2 log files · 1 without a known price\n"
+        "\n"
+        "Projects                 tokens  requests  sessions  cost\n"
+        "  web-app  ████████████    1.0M         1         1   90¢\n"
+        "  scripts  ▏                500         1         1     —\n"
+        "\n"
+        "Models                   tokens  requests  sessions  cost\n"
+        "  gpt-5    ████████████    1.0M         1         1   90¢\n"
+        "  unknown  ▏                500         1         1     —\n"
+        "\n"
+        "Days                        tokens  requests  sessions  cost\n"
+        "  2026-03-01  ████████████    1.0M         1         1   90¢\n"
+        "  2026-02-28  ▏                500         1         1     —\n");
+}
+
+TEST(Report, coloursHeadingsAndNearLimitsOnATerminal) {
+    const LogFolder folder;
+    writeTwoProjects(folder);
+    const std::string text = report(folder, 100);
+    EXPECT_THAT(text, HasSubstr("\x1b[1mLedgerfern · 2026-03-01 10:02\x1b[0m"));
+    EXPECT_THAT(text, HasSubstr("\x1b[31m96%\x1b[0m"));
+    EXPECT_THAT(report(folder), Not(HasSubstr("\x1b")));
+    EXPECT_THAT(report(folder, std::nullopt, {"--color=always"}), HasSubstr("\x1b[1m"));
+}
+
+TEST(Report, saysInOneSentenceThatThereIsNothing) {
+    const LogFolder folder;
+    std::filesystem::create_directories(folder.path("sessions"));
+    EXPECT_EQ(report(folder, 400), "No session logs were found below " + folder.path("sessions") +
+                                       "; run a session in Codex, and its usage shows here.\n");
+}
+
+TEST(Report, saysWhereLogsHoldNoUsage) {
+    const LogFolder folder;
+    folder.write("sessions/a.jsonl", "");
+    EXPECT_EQ(report(folder, 400),
+              "No usage was found in 1 session log below " + folder.path("sessions") + ".\n");
+}
+
+TEST(Report, tellsMalformedLinesAndFormatWarnings) {
+    const LogFolder folder;
+    writeTwoProjects(folder);
+    RolloutLog changed;
+    changed.meta("2026-03-01T10:00:00Z", "/p").raw("{\"event_msg\"\n");
+    for (int i = 0; i < 10; ++i)
+        changed.user("hello");
+    folder.write("sessions/c.jsonl", changed.text());
+    EXPECT_THAT(
+        report(folder, 200, {"--color", "never"}),
+        HasSubstr(
+            "\nNotes\n"
+            "  1 recent Codex session have activity but no token counts Ledgerfern can read — Codex may "
+            "have changed its log format.\n"
+            "  1 line of the logs isn't valid JSON and was left out.\n"));
+}
+
+TEST(Report, showsTenProjectsOfManyAndFourteenDays) {
+    const LogFolder folder;
+    for (int i = 0; i < 200; ++i) {
+        RolloutLog log;
+        const std::string day = std::to_string(10 + i % 20);
+        log.meta("", "/p/project-" + std::to_string(i));
+        log.tokens("2026-01-" + day + "T10:00:00Z", {1000 + i, 0, 0, 0, 1000 + i});
+        folder.write("sessions/" + std::to_string(i) + ".jsonl", log.text());
+    }
+    const std::string text = report(folder);
+    EXPECT_THAT(text, HasSubstr("  project-199 "));
+    EXPECT_THAT(text, HasSubstr("  project-190 "));
+    EXPECT_THAT(text, Not(HasSubstr("  project-189 ")));
+    EXPECT_THAT(text, HasSubstr("  … and 190 more\n"));
+    EXPECT_THAT(text, HasSubstr("  2026-01-16 "));
+    EXPECT_THAT(text, Not(HasSubstr("  2026-01-15 ")));
+    EXPECT_THAT(text, HasSubstr("  … and 6 earlier\n"));
+}
+
+TEST(Report, fitsEveryTerminal) {
+    const LogFolder folder;
+    writeTwoProjects(folder);
+    for (const char* name :
+         {"a-project-with-a-name-that-is-longer-than-any-screen-is-wide-and-goes-on-and-on",
+          "日本語のとても長いプロジェクト名日本語のとても長いプロジェクト名", "👩‍💻👩‍💻",
+          "مشروع طويل جدا"}) {
+        RolloutLog log;
+        log.meta("2026-03-01T10:00:00Z", std::string("/p/") + name)
+            .tokens("2026-03-01T10:00:00Z", {1, 0, 1, 0, 2});
+        folder.write("sessions/" + std::to_string(std::string_view(name).size()) + ".jsonl", log.text());
+    }
+    for (const std::size_t columns : {40u, 60u, 80u, 120u, 200u}) {
+        std::istringstream lines(report(folder, columns, {"--color", "never"}));
+        for (std::string line; std::getline(lines, line);)
+            EXPECT_LE(displayWidth(line), columns) << line;
+    }
+}
+
+TEST(Report, neverLetsALogSpeakToTheTerminal) {
+    const LogFolder folder;
+    RolloutLog log;
+    log.meta("2026-03-01T10:00:00Z", R"(/p/\u001b[2Jevil\u202e\u0007)").model(R"(gpt\u001b]0;x\u0007)");
+    log.tokens("2026-03-01T10:00:00Z", {1, 0, 1, 0, 2});
+    folder.write("sessions/a.jsonl", log.text());
+    const std::string text = report(folder);
+    for (const char* bad : {"\x1b", "\x07", "\u202e"})
+        EXPECT_THAT(text, Not(HasSubstr(bad)));
+    EXPECT_THAT(text, HasSubstr("\uFFFD[2Jevil\uFFFD"));
+}
+
+TEST(UsageSummary, countsARequestAtItsOwnModelAndLocalDay) {
+    const LogFolder folder;
+    RolloutLog log;
+    log.meta("2026-02-28T23:59:00Z", "/p/a")
+        .model("gpt-5")
+        .tokens("2026-02-28T23:59:59Z", {1000, 0, 0, 0, 1000});
+    log.model("gpt-5-mini")
+        .tokens("2026-03-01T00:00:00Z", {3000, 0, 0, 0, 3000})
+        .tokens("", {3500, 0, 0, 0, 3500});
+    folder.write("sessions/a.jsonl", log.text());
+    Engine engine({{folder.path("sessions"), ToolKind::codex}}, fixedClock(1772323200));
+    const UsageSummary usage = summarise(engine.rescan(), builtInPrices(), 1772323200);
+
+    // The session's model is the last one, gpt-5-mini at 0.25 a million; the first request was served by
+    // gpt-5 at 1.25.
+    const UsageRow whole{"a", 3500, 3, 1, 0.000875};
+    EXPECT_EQ(usage.projects, std::vector<UsageRow>{whole});
+    ASSERT_EQ(usage.models.size(), 2u);
+    EXPECT_EQ(usage.models[0].name, "gpt-5-mini");
+    EXPECT_EQ(usage.models[0].tokens, 2500);
+    EXPECT_DOUBLE_EQ(*usage.models[0].cost, 0.000625);
+    EXPECT_EQ(usage.models[1].tokens, 1000);
+    EXPECT_DOUBLE_EQ(*usage.models[1].cost, 0.00125);
+    ASSERT_EQ(usage.days.size(), 2u);
+    EXPECT_EQ(usage.days[0].name, "2026-03-01");
+    EXPECT_EQ(usage.days[0].tokens, 2000);
+    EXPECT_DOUBLE_EQ(*usage.days[0].cost, 0.0005);
+    EXPECT_EQ(usage.days[1].tokens, 1000);
+    EXPECT_DOUBLE_EQ(*usage.days[1].cost, 0.00025);
+    EXPECT_EQ(usage.today, usage.days[0]);
+    EXPECT_EQ(usage.all.tokens, 3500);
+}
+
+TEST(UsageSummary, putsEqualRowsInOrderOfTheirNames) {
+    const LogFolder folder;
+    for (const char* name : {"b", "a", "c"}) {
+        RolloutLog log;
+        log.meta("2026-03-01T10:00:00Z", std::string("/p/") + name)
+            .tokens("2026-03-01T10:00:00Z", {1, 0, 1, 0, 2});
+        folder.write(std::string("sessions/") + name + ".jsonl", log.text());
+    }
+    Engine engine({{folder.path("sessions"), ToolKind::codex}}, fixedClock(0));
+    const UsageSummary usage = summarise(engine.rescan(), builtInPrices(), 0);
+    ASSERT_EQ(usage.projects.size(), 3u);
+    EXPECT_EQ(usage.projects[0].name, "a");
+    EXPECT_EQ(usage.projects[2].name, "c");
+    EXPECT_EQ(usage.today.requests, 0);
+    EXPECT_EQ(usage.unpricedSessions, 3);
+}
+
+}  // namespace
+}  // namespace ledgerfern
