@@ -3,6 +3,8 @@
 #include <string>
 #include <system_error>
 
+#include "Foundation/DelayedSignals.h"
+
 namespace ledgerfern {
 
 namespace {
@@ -14,6 +16,7 @@ constexpr std::size_t textWidth = 22;
 
 Progress::Progress(Output& output, std::chrono::milliseconds delay) : output_(output), delay_(delay) {
     if (!output_.isTerminal()) return;
+    const DelayedSignals delayed;  // the thread inherits that: signals go to the main thread
     try {
         thread_ = std::thread([this] { run(); });
     } catch (const std::system_error&) {

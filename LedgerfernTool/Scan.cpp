@@ -5,7 +5,7 @@
 #include "Analytics/CostEstimator.h"
 #include "Foundation/Clock.h"
 #include "Foundation/Locations.h"
-#include "Foundation/linux/JsonFilePreferences.h"
+#include "Foundation/UserPreferences.h"
 #include "Progress.h"
 #include "Quoted.h"
 
@@ -19,7 +19,7 @@ bool isFolder(const std::string& path) {
 }
 
 std::vector<ToolRoot> rootsFor(const Options& options, Console& console) {
-    if (options.codexRoots.empty()) return {ToolRoot::codexDefault()};
+    if (options.codexRoots.empty()) return ToolRoot::defaults();
     std::vector<ToolRoot> roots;
     for (const std::string& given : options.codexRoots) {
         roots.push_back({lexicallyAbsolute(given), ToolKind::codex});
@@ -52,7 +52,7 @@ PriceTable builtInPrices() {
 
 PriceTable pricesFor(const Options& options) {
     if (options.defaultPrices || !options.codexRoots.empty()) return builtInPrices();
-    return PriceTable(CostEstimator::prices(JsonFilePreferences(supportDirectory() + "/preferences.json")));
+    return PriceTable(CostEstimator::prices(*userPreferences()));
 }
 
 Palette paletteFor(const Options& options, const Console& console) {

@@ -43,7 +43,8 @@ struct ScanOptions {
 class Engine {
 public:
     /// `workers` is the number of threads that read new files, 0 for one each processor. Touches no file.
-    explicit Engine(std::vector<ToolRoot> roots, Clock clock = systemClock(), unsigned workers = 0);
+    explicit Engine(std::vector<ToolRoot> roots = ToolRoot::defaults(), Clock clock = systemClock(),
+                    unsigned workers = 0);
 
     Snapshot rescan(const ScanOptions& options = {});
     /// A snapshot of what is known, without a look at any file.
@@ -103,8 +104,8 @@ private:
     std::atomic<std::int64_t> skippedOldFiles_{0};
 };
 
-/// What stands for a Codex session where its thread is meant: the file's name from its 20th character to the
-/// last but one, where it is a rollout's, else the whole path. Characters are user-perceived ones.
+/// What stands for a Codex session where its thread is meant: the file's name without its first 20 characters
+/// and its last, where it is a rollout's, else the whole path. Characters are user-perceived ones.
 std::string sessionIDForPath(std::string_view path);
 
 }  // namespace ledgerfern

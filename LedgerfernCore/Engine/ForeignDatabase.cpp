@@ -9,6 +9,7 @@
 #include <string_view>
 #include <vector>
 
+#include "Foundation/DelayedSignals.h"
 #include "Foundation/FileStat.h"
 #include "Foundation/Files.h"
 #include "Foundation/TemporaryFolder.h"
@@ -17,8 +18,7 @@
 // holds, and puts an index beside a write-ahead log. So:
 //
 // - A database without a journal is read as one that nobody changes, which touches nothing but its bytes. If
-// it
-//   has changed all the same, that reading is void.
+//   it has changed all the same, that reading is void.
 // - Otherwise it is copied with its journals, and SQLite does with the copy what it likes. The journals are
 //   copied first: all that a write-ahead log is given later is then simply not in the copy. The copy is sound
 //   if meanwhile nothing wrote to the database itself, no log was begun anew, and no rollback journal
@@ -119,6 +119,7 @@ bool readImmutable(const std::string& path, const State& state, const DatabaseRe
 
 /// Absent where the copy isn't sound.
 std::optional<bool> readCopy(const std::string& path, const State& before, const DatabaseReading& reading) {
+    const DelayedSignals delayed;  // so that an interrupted program leaves no copy behind
     const auto folder = TemporaryFolder::create();
     if (!folder) return false;
     const std::string copy = folder->path() + "/copy.sqlite";

@@ -18,7 +18,7 @@ using Texts = std::map<std::string, std::string>;
 
 /// What the state database tells. No text in `names` and `titles` is empty.
 struct Threads {
-    Texts paths;   ///< By id. Paths are bytes, as the logs' own are.
+    Texts paths;   ///< By id. Both are bytes, as the logs' own paths are, and ids may be equal to those.
     Texts names;   ///< By id.
     Texts titles;  ///< By path.
 };
@@ -27,7 +27,7 @@ struct Threads {
 void takeRow(SqliteStatement& row, Threads& threads) {
     for (const int column : {0, 1, 2})
         if (!row.text(column)) return;
-    const std::string id = repairedUtf8(row.text(0).value_or(""));
+    const std::string id(row.text(0).value_or(""));
     const std::string path(row.text(1).value_or(""));
     const std::string title = shortenedTitle(repairedUtf8(row.text(2).value_or("")));
     const std::string name = repairedUtf8(row.text(3).value_or(""));

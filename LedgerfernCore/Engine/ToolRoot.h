@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "UsageRecords/Records.h"
 
@@ -16,6 +17,8 @@ struct ToolRoot {
     static ToolRoot codexDefault();
     /// ".claude/projects" below the home directory.
     static ToolRoot claudeDefault();
+    /// The roots that are scanned where none are named.
+    static std::vector<ToolRoot> defaults();
 };
 
 }  // namespace ledgerfern

@@ -44,7 +44,12 @@ std::string accountHomeDirectory() {
 }  // namespace
 
 std::string lexicallyAbsolute(const std::string& path) {
-    const std::string whole = path.starts_with('/') ? path : workingDirectory() + "/" + path;
+    std::string whole = path;
+    if (!path.starts_with('/')) {
+        const std::string start = workingDirectory();
+        if (start.empty()) return path;
+        whole = start + "/" + path;
+    }
     std::string result;
     for (const std::string_view name : components(whole))
         result.append("/").append(name);

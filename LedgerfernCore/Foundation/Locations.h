@@ -6,7 +6,7 @@
 namespace ledgerfern {
 
 /// The path made absolute by the working directory, without "." or "..", double or trailing "/". Nothing is
-/// looked up, so links stay as they are.
+/// looked up, so links stay as they are. A relative path stays one where the working directory is gone.
 std::string lexicallyAbsolute(const std::string& path);
 
 /// The user's home directory: the environment's HOME, otherwise that of the user's account, otherwise "/".

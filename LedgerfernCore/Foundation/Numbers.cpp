@@ -1,6 +1,7 @@
 #include "Foundation/Numbers.h"
 
 #include <charconv>
+#include <string>
 
 namespace ledgerfern {
 
@@ -13,6 +14,20 @@ std::optional<std::int64_t> readInteger(std::string_view text) {
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
     if (error != std::errc{} || end != text.data() + text.size()) return std::nullopt;
     return value;
+}
+
+std::string shortestPlainText(double value) {
+    const std::string scientific = shortestScientificText(value);
+    const std::size_t mark = scientific.find('e');
+    const std::string sign = scientific.starts_with('-') ? "-" : "";
+    std::string digits = scientific.substr(sign.size(), mark - sign.size());
+    std::erase(digits, '.');
+    // The point stands behind so many of the digits.
+    const std::int64_t whole = readInteger(std::string_view(scientific).substr(mark + 1)).value_or(0) + 1;
+    if (whole <= 0) return sign + "0." + std::string(static_cast<std::size_t>(-whole), '0') + digits;
+    const auto place = static_cast<std::size_t>(whole);
+    if (place >= digits.size()) return sign + digits + std::string(place - digits.size(), '0');
+    return sign + digits.substr(0, place) + "." + digits.substr(place);
 }
 
 }  // namespace ledgerfern

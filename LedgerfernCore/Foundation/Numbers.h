@@ -20,6 +20,10 @@ std::optional<double> readDouble(std::string_view text);
 /// (plain where both are equally short). The value must be finite.
 std::string shortestText(double value);
 
+/// The shortest digits that read back as the same double, with one before the point, and the exponent:
+/// "1.5e+20". The value must be finite.
+std::string shortestScientificText(double value);
+
 /// The shortest digits that read back as the same double, in plain notation. The value must be finite.
 std::string shortestPlainText(double value);
 

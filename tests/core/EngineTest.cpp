@@ -5,6 +5,7 @@
 #include <thread>
 
 #include "CodexLog.h"
+#include "Foundation/Locations.h"
 #include "TempFolder.h"
 
 namespace ledgerfern {
@@ -367,6 +368,72 @@ TEST_F(EngineTest, threadNamesComeFromTheFirstCodexRootsParentAndStay) {
     EXPECT_EQ(engine.rescan().threadNames.at("t1"), "First") << "tried again as long as there was none";
     home.write("session_index.jsonl", "{\"id\":\"t1\",\"thread_name\":\"Second\"}\n");
     EXPECT_EQ(engine.rescan().threadNames.at("t1"), "First");
+}
+
+TEST_F(EngineTest, theFirstCodexRootIsTheOneWithTheLongestPath) {
+    home.write("a/session_index.jsonl", "{\"id\":\"t1\",\"thread_name\":\"Short\"}\n");
+    home.write("longer/session_index.jsonl", "{\"id\":\"t1\",\"thread_name\":\"Long\"}\n");
+    Engine both({{home / "a/s", ToolKind::codex}, {home / "longer/s", ToolKind::codex}}, fixedClock(now), 1);
+    EXPECT_EQ(both.rescan().threadNames.at("t1"), "Long");
+}
+
+TEST_F(EngineTest, withoutACodexRootThereAreNoThreadNames) {
+    home.write("session_index.jsonl", "{\"id\":\"t1\",\"thread_name\":\"Name\"}\n");
+    Engine other({{root(), ToolKind::claudeCode}}, fixedClock(now), 1);
+    EXPECT_TRUE(other.rescan().threadNames.empty());
+}
+
+TEST_F(EngineTest, everySessionHasAnId) {
+    const std::string rollout =
+        home.write("sessions/rollout-2026-03-01T10-20-30-0199aaaa-bbbb-cccc-dddd-eeeeffff0000.jsonl", log());
+    const std::string other = home.write("sessions/other.jsonl", log());
+    home.write("sessions/unusable.jsonl", "");
+    EXPECT_EQ(engine.rescan().sessionIDs,
+              (std::map<std::string, std::string>{
+                  {rollout, "0-20-30-0199aaaa-bbbb-cccc-dddd-eeeeffff0000.json"}, {other, other}}));
+}
+
+TEST_F(EngineTest, whatGivesNoBytesLeavesAStateAsItIsAndIsTriedAgain) {
+    const std::string path = home.write("sessions/a.jsonl", log(100));
+    engine.rescan();
+    std::filesystem::remove(path);
+    std::filesystem::create_directory(path);
+    // The folder must not look like a file that got shorter.
+    for (int i = 0; statFile(path)->size < log(100).size(); ++i)
+        home.write("sessions/a.jsonl/" + std::to_string(i), "");
+    EXPECT_EQ(totalInput(engine.rescan()), 100);
+    std::filesystem::remove_all(path);
+    home.write("sessions/a.jsonl", log(100) + CodexLog().tokens(usage(150, 0, 20)).text);
+    EXPECT_EQ(totalInput(engine.rescan()), 150);
+}
+
+TEST_F(EngineTest, whatFollowsAFinishedFileCountsAnew) {
+    home.write("sessions/a.jsonl", log(100));
+    EXPECT_EQ(totalInput(engine.rescan(finished())), 100);
+    home.append("sessions/a.jsonl", CodexLog().tokens(usage(150, 0, 20)).text);
+    EXPECT_EQ(totalInput(engine.rescan()), 250);
+}
+
+TEST_F(EngineTest, aRootThatIsALogFileItselfIsNoFolderToWalk) {
+    const std::string path = home.write("single.jsonl", log());
+    Engine other({{path, ToolKind::codex}}, fixedClock(now), 1);
+    EXPECT_TRUE(other.rescan().sessions.empty());
+}
+
+TEST_F(EngineTest, aStateWithoutATimestampIsNoRecentActivity) {
+    CodexLog silent;
+    silent.withoutTime().meta();
+    for (int i = 0; i < 10; ++i)
+        silent.withoutTime().item("message", {{"role", "user"}});
+    home.write("sessions/a.jsonl", silent.text);
+    EXPECT_TRUE(engine.rescan().formatWarnings.empty());
+}
+
+TEST(ToolRoot, theDefaultsLieBelowTheHomeDirectory) {
+    EXPECT_EQ(ToolRoot::codexDefault().path, homeDirectory() + "/.codex/sessions");
+    EXPECT_EQ(ToolRoot::codexDefault().kind, ToolKind::codex);
+    EXPECT_EQ(ToolRoot::claudeDefault().path, homeDirectory() + "/.claude/projects");
+    EXPECT_EQ(ToolRoot::claudeDefault().kind, ToolKind::claudeCode);
 }
 
 TEST_F(EngineTest, everyNumberOfWorkersGivesTheSameSnapshot) {

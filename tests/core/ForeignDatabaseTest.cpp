@@ -1,6 +1,7 @@
 #include "Engine/ForeignDatabase.h"
 
 #include <atomic>
+#include <csignal>
 #include <thread>
 #include <vector>
 
@@ -55,6 +56,22 @@ protected:
 
 constexpr const char* three = "CREATE TABLE t (value); INSERT INTO t VALUES (1), (2), (3);";
 const std::vector<std::int64_t> oneToThree = {1, 2, 3};
+
+TEST_F(ForeignDatabaseTest, anInterruptWaitsUntilTheCopyIsGone) {
+    create(three);
+    const auto program = hold("PRAGMA journal_mode=WAL; INSERT INTO t VALUES (4)");
+    bool isDelayed = false;
+    const auto look = [&](SqliteDatabase&) {
+        EXPECT_NE(namesIn(temporary), std::set<std::string>{});
+        sigset_t mask;
+        ::pthread_sigmask(SIG_SETMASK, nullptr, &mask);
+        isDelayed = sigismember(&mask, SIGINT) == 1;
+        return true;
+    };
+    EXPECT_TRUE(readForeignDatabase(database(), look));
+    EXPECT_TRUE(isDelayed);
+    EXPECT_EQ(namesIn(temporary), std::set<std::string>{});
+}
 
 TEST_F(ForeignDatabaseTest, readsADatabaseThatNobodyHasOpen) {
     create(three);

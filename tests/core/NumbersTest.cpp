@@ -77,6 +77,9 @@ TEST(Numbers, theShortestTextIsPlainWhereThatIsNoLonger) {
     EXPECT_EQ(shortestText(10000.0), "10000");
     EXPECT_EQ(shortestText(1772360430.0), "1772360430");
     EXPECT_EQ(shortestPlainText(1e21), "1" + std::string(21, '0'));
+    EXPECT_EQ(shortestPlainText(1e23), "1" + std::string(23, '0'));
+    EXPECT_EQ(shortestPlainText(-123.5), "-123.5");
+    EXPECT_EQ(shortestPlainText(-0.0), "-0");
     EXPECT_EQ(shortestPlainText(1e-7), "0.0000001");
 }
 

@@ -81,7 +81,7 @@ RolloutLog& RolloutLog::raw(std::string_view text) {
 }
 
 std::string rolloutName(std::string_view id) {
-    // The id of a session starts at the name's 20th character, and its last one isn't a part of it.
+    // The id of a session is the name without its first 20 characters and its last.
     return "rollout-2026-03-01T" + std::string(id) + ".jsonl";
 }
 

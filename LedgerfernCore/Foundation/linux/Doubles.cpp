@@ -42,11 +42,11 @@ std::string shortestText(double value) {
     return written(buffer, std::to_chars(buffer.data(), buffer.data() + buffer.size(), value));
 }
 
-std::string shortestPlainText(double value) {
+std::string shortestScientificText(double value) {
     check(std::isfinite(value), "a number without a decimal text");
     Buffer buffer;
-    return written(
-        buffer, std::to_chars(buffer.data(), buffer.data() + buffer.size(), value, std::chars_format::fixed));
+    return written(buffer, std::to_chars(buffer.data(), buffer.data() + buffer.size(), value,
+                                         std::chars_format::scientific));
 }
 
 std::string fixedText(double value, int decimals) {

@@ -1,4 +1,4 @@
-#include "Foundation/linux/JsonFilePreferences.h"
+#include "Foundation/JsonFilePreferences.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>

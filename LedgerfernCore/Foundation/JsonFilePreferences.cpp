@@ -1,4 +1,4 @@
-#include "Foundation/linux/JsonFilePreferences.h"
+#include "Foundation/JsonFilePreferences.h"
 
 #include <fcntl.h>
 #include <unistd.h>

@@ -1,0 +1,44 @@
+#include "Foundation/DelayedSignals.h"
+
+#include <gtest/gtest.h>
+
+namespace ledgerfern {
+namespace {
+
+volatile std::sig_atomic_t received = 0;
+
+void count(int) {
+    received = received + 1;
+}
+
+TEST(DelayedSignals, waitUntilTheWorkIsDone) {
+    for (const int signal : {SIGHUP, SIGINT, SIGQUIT, SIGTERM}) {
+        received = 0;
+        const auto before = std::signal(signal, count);
+        {
+            const DelayedSignals delayed;
+            ::raise(signal);
+            EXPECT_EQ(received, 0);
+        }
+        EXPECT_EQ(received, 1);
+        std::signal(signal, before);
+    }
+}
+
+TEST(DelayedSignals, leaveOtherSignalsAndTheMaskBeforeAsTheyWere) {
+    sigset_t mask;
+    {
+        const DelayedSignals outer;
+        {
+            const DelayedSignals inner;
+        }
+        ::pthread_sigmask(SIG_SETMASK, nullptr, &mask);
+        EXPECT_EQ(sigismember(&mask, SIGTERM), 1);
+        EXPECT_EQ(sigismember(&mask, SIGSEGV), 0);
+    }
+    ::pthread_sigmask(SIG_SETMASK, nullptr, &mask);
+    EXPECT_EQ(sigismember(&mask, SIGTERM), 0);
+}
+
+}  // namespace
+}  // namespace ledgerfern
