@@ -15,11 +15,6 @@ struct Entry {
     std::string meaning;
 };
 
-std::string optionTerm(const OptionText& option) {
-    const std::string name = (option.name == "--help" ? "-h, " : "") + std::string(option.name);
-    return option.value.empty() ? name : name + " " + std::string(option.value);
-}
-
 /// Terms and meanings side by side; where there is no room for that, one below the other.
 std::string listed(const std::vector<Entry>& entries, std::size_t width) {
     constexpr std::size_t leastMeaningWidth = 30;
@@ -42,7 +37,8 @@ std::string listed(const std::vector<Entry>& entries, std::size_t width) {
 std::vector<Entry> optionEntries(const std::vector<OptionText>& options) {
     std::vector<Entry> entries;
     for (const OptionText& option : options)
-        entries.push_back({optionTerm(option), std::string(option.meaning)});
+        entries.push_back(
+            {(option.name == "--help" ? "-h, " : "") + optionTerm(option), std::string(option.meaning)});
     return entries;
 }
 

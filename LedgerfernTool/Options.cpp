@@ -60,7 +60,7 @@ std::variant<Parsed, UsageError> parse(const Usage& usage, std::vector<std::stri
             const std::string name(option.name);
             if (!message.starts_with(name + ":") && message.find(name + " ") == std::string::npos) continue;
             if (option.value.empty()) return UsageError{name + " takes no value"};
-            return UsageError{name + " needs a value: " + name + " " + std::string(option.value)};
+            return UsageError{name + " needs a value: " + optionTerm(option)};
         }
         return UsageError{"the options of " + std::string(usage.command) + " can't be read; see " +
                           helpHint(usage)};
@@ -157,6 +157,12 @@ std::optional<UsageError> take(const Usage& usage, const Parsed& parsed,
 }
 
 }  // namespace
+
+std::string optionTerm(const OptionText& option) {
+    std::string term(option.name);
+    if (!option.value.empty()) term.append(" ").append(option.value);
+    return term;
+}
 
 const std::vector<OptionText>& commonOptions() {
     static const std::vector<OptionText> options = {

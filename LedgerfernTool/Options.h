@@ -32,6 +32,9 @@ struct OptionText {
     std::string_view meaning;
 };
 
+/// The option as it is written: its name, and its value's.
+std::string optionTerm(const OptionText& option);
+
 /// The options that every command knows, in the order in which they are explained.
 const std::vector<OptionText>& commonOptions();
 

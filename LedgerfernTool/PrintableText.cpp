@@ -42,7 +42,7 @@ char32_t decoded(std::string_view sequence) {
 
 /// Hands each code point of valid UTF-8 to `take`, with its bytes.
 template <class Take>
-void forEachCodePoint(std::string_view text, Take&& take) {
+void forEachCodePoint(std::string_view text, const Take& take) {
     while (!text.empty()) {
         const std::string_view sequence = text.substr(0, sequenceLength(text[0]));
         take(decoded(sequence), sequence);
@@ -117,10 +117,11 @@ std::string elided(std::string_view text, std::size_t columns) {
     return result;
 }
 
-std::string isolated(std::string text) {
+std::string isolated(std::string_view text) {
     bool needed = false;
     forEachCodePoint(text, [&](char32_t c, std::string_view) { needed = needed || isRightToLeft(c); });
-    return needed ? "\u2068" + text + "\u2069" : text;
+    if (!needed) return std::string(text);
+    return "\u2068" + std::string(text) + "\u2069";
 }
 
 std::string wrapped(std::string_view text, std::size_t width, std::size_t indent, std::size_t hanging) {

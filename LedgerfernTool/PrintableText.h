@@ -17,7 +17,7 @@ std::string elided(std::string_view text, std::size_t columns);
 
 /// The text set apart from its neighbours where it has letters that run from right to left, so that they
 /// don't move the numbers beside it. Takes no column more.
-std::string isolated(std::string text);
+std::string isolated(std::string_view text);
 
 /// The text in lines of at most `width` columns, broken at blanks where there are some; each ends with a
 /// line feed and starts with `indent` blanks, those behind the first with `hanging` more.

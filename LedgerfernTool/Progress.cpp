@@ -20,7 +20,7 @@ Progress::Progress(Output& output, std::chrono::milliseconds delay) : output_(ou
     try {
         thread_ = std::thread([this] { run(); });
     } catch (const std::system_error&) {
-        // Where no thread is to be had, the scan goes on without the line.
+        return;  // where no thread is to be had, the scan goes on without the line
     }
 }
 

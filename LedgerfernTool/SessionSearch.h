@@ -7,13 +7,15 @@
 
 namespace ledgerfern {
 
-/// The path of the session that a path or an id means, or one sentence why there is none.
-///
-/// In this order: the path, made absolute; the whole id; the start of an id or of a log's file name; any part
-/// of one. A text that means several sessions at its first match is ambiguous.
+/// One sentence why a text means no session.
 struct NoSession {
     std::string sentence;
 };
+
+/// The path of the session that a path or an id means.
+///
+/// In this order: the path, made absolute; the whole id; the start of an id or of a log's file name; any part
+/// of one. A text that means several sessions at its first match is ambiguous.
 std::variant<std::string, NoSession> findSession(const Snapshot& snapshot, const std::string& pathOrID);
 
 }  // namespace ledgerfern

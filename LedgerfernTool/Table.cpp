@@ -31,7 +31,7 @@ std::string padded(const Cell& cell, std::size_t width, Align align, const Palet
 
 }  // namespace
 
-Cell::Cell(std::string content, Tone seenAs) : text(printable(content)), tone(seenAs) {}
+Cell::Cell(std::string_view content, Tone seenAs) : text(printable(content)), tone(seenAs) {}
 
 void Table::addRow(std::vector<Cell> cells) {
     check(!cells.empty() && cells.size() <= columns_.size(), "a table's row has another number of cells");
@@ -77,7 +77,7 @@ bool Table::shrinkOrDrop(Layout& layout, std::size_t excess) const {
             dropped = i;
     }
     const std::size_t room = flexible ? layout.widths[*flexible] : 0;
-    if (flexible && room >= excess + *columns_[layout.columns[*flexible]].leastWidth) {
+    if (flexible && room >= excess + columns_[layout.columns[*flexible]].leastWidth.value_or(1)) {
         layout.widths[*flexible] -= excess;
         return true;
     }
@@ -108,6 +108,7 @@ std::string Table::text(std::size_t width, const Palette& palette) const {
     const Layout shown = layout(width);
     std::string result;
     std::vector<Cell> headings;
+    headings.reserve(columns_.size());
     for (const Column& column : columns_)
         headings.emplace_back(column.heading, Tone::heading);
     if (std::any_of(columns_.begin(), columns_.end(), [](const Column& c) { return !c.heading.empty(); }))

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "Color.h"
@@ -23,8 +24,9 @@ struct Column {
 };
 
 struct Cell {
-    Cell(std::string content, Tone seenAs = Tone::plain);
-    Cell(const char* content, Tone seenAs = Tone::plain) : Cell(std::string(content), seenAs) {}
+    Cell(std::string_view content, Tone seenAs = Tone::plain);
+    Cell(const std::string& content, Tone seenAs = Tone::plain) : Cell(std::string_view(content), seenAs) {}
+    Cell(const char* content, Tone seenAs = Tone::plain) : Cell(std::string_view(content), seenAs) {}
 
     std::string text;  ///< Made `printable`.
     Tone tone;
