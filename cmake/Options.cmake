@@ -5,7 +5,9 @@ target_compile_options(ledgerfern_options INTERFACE
   -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow -Wold-style-cast -Wnon-virtual-dtor
   -Woverloaded-virtual -Wcast-align -Wimplicit-fallthrough -Werror
   # GCC 12 sees both where there is nothing, in strings and optionals of its own library, once it optimises.
-  $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict -Wno-maybe-uninitialized>)
+  $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict -Wno-maybe-uninitialized>
+  # GCC's stable_sort calls a function that its library has deprecated itself, and clang doesn't overlook that.
+  $<$<CXX_COMPILER_ID:Clang>:-Wno-deprecated-declarations>)
 
 if(LEDGERFERN_SANITIZE)
   target_compile_options(ledgerfern_options INTERFACE
