@@ -1,5 +1,7 @@
 #include "Foundation/DelayedSignals.h"
 
+#include <initializer_list>
+
 namespace ledgerfern {
 
 DelayedSignals::DelayedSignals() {

@@ -173,11 +173,11 @@ TEST_F(ThreadNamesTest, takeNothingFromADatabaseThatIsTorn) {
     EXPECT_EQ(names().size(), 800u);
 }
 
-TEST_F(ThreadNamesTest, repairTextsAndKeepPathsAsBytes) {
-    threads({{"id\xFF", "/logs/\xFF.jsonl", "", "Name \xC3"}, {"two", "two", "Title \xFF", ""}});
+TEST_F(ThreadNamesTest, repairNamesAndKeepIdsAndPathsAsBytes) {
+    threads({{"id\xFF", "/logs/\xFF.jsonl", "", "Name \xC3"}, {"two\xFF", "two\xFF", "Title \xFF", ""}});
     EXPECT_EQ(names(), (ThreadNames{{"/logs/\xFF.jsonl", "Name \uFFFD"},
-                                    {"id\uFFFD", "Name \uFFFD"},
-                                    {"two", "Title \uFFFD"}}));
+                                    {"id\xFF", "Name \uFFFD"},
+                                    {"two\xFF", "Title \uFFFD"}}));
 }
 
 TEST_F(ThreadNamesTest, readNumbersAndBlobsAsText) {
