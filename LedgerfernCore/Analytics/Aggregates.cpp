@@ -178,9 +178,8 @@ UsageTotals WeekBucket::total() const {
     return sum;
 }
 
-Aggregates::Aggregates(const SessionList& results, std::int64_t filesScanned_,
-                       std::optional<double> cycleAnchor_)
-    : filesScanned(filesScanned_), cycleAnchor(cycleAnchor_) {
+Aggregates::Aggregates(const SessionList& results, std::int64_t fileCount, std::optional<double> anchor)
+    : filesScanned(fileCount), cycleAnchor(anchor) {
     HourTable hours;
     ToolSums toolSums;
     for (const SessionPointer& session : results) {

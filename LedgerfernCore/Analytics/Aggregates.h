@@ -67,7 +67,7 @@ struct Aggregates {
     Aggregates() = default;
     /// The roll-up. The order of `results` decides only between readings with equal `lastTs`: the first
     /// stays.
-    Aggregates(const SessionList& results, std::int64_t filesScanned, std::optional<double> cycleAnchor);
+    Aggregates(const SessionList& results, std::int64_t fileCount, std::optional<double> anchor);
 
     /// The latest reset that any of the sessions' readings names; absent where none does.
     static std::optional<double> cycleAnchorFrom(const SessionList& results);

@@ -85,7 +85,7 @@ std::optional<std::string> readWhole(const fs::path& file) {
     const int descriptor = ::open(file.c_str(), O_RDONLY | O_CLOEXEC);
     if (descriptor < 0) return std::nullopt;
     std::string text;
-    std::array<char, 16384> block;
+    std::array<char, 16384> block{};
     ssize_t count = 0;
     while ((count = ::read(descriptor, block.data(), block.size())) != 0) {
         if (count < 0 && errno == EINTR) continue;

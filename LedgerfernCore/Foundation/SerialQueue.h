@@ -31,12 +31,12 @@ public:
 
 private:
     struct Turn {
-        explicit Turn(SerialQueue& queue) : queue_(queue) { queue_.begin(); }
-        ~Turn() { queue_.end(); }
+        explicit Turn(SerialQueue& owner) : queue(owner) { queue.begin(); }
+        ~Turn() { queue.end(); }
         Turn(const Turn&) = delete;
         Turn& operator=(const Turn&) = delete;
 
-        SerialQueue& queue_;
+        SerialQueue& queue;
     };
 
     void begin();

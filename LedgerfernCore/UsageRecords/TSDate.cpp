@@ -39,7 +39,7 @@ std::optional<Instant> assembled(double seconds, double fraction, double offset)
 
 /// Reads numbers at known places of a text; after one that wasn't all digits, `valid` is false.
 struct FixedPlaces {
-    const char* text;
+    const char* text = nullptr;
     bool valid = true;
 
     int number(std::size_t place, std::size_t length) {
