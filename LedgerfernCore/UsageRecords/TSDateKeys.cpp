@@ -214,7 +214,8 @@ std::optional<Instant> localDayKeyDate(std::string_view key) {
     const auto day = dayOfKey(key);
     if (!day) return std::nullopt;
     const auto start = startOfLocalDay(*day);
-    if (!start) return std::nullopt;
+    // The first and the last day of the calendar begin outside it in some zones.
+    if (!start || !isWithinCalendar(static_cast<Instant>(*start))) return std::nullopt;
     return static_cast<Instant>(*start);
 }
 

@@ -202,6 +202,26 @@ TEST(CodexAccounting, cacheStatisticsSeeTheRequestsOwnUsageWhereTheLogGivesIt) {
     EXPECT_EQ(state.insights.rebuiltTokens, 5'900);
 }
 
+TEST(CodexAccounting, aBreaksReasonComesFromTheRequestsTimeAndModel) {
+    const auto idle = parsed(CodexLog()
+                                 .meta()
+                                 .at("2026-03-01T10:00:00Z")
+                                 .tokens(usage(9'000, 0, 1))
+                                 .at("2026-03-01T10:05:00Z")
+                                 .tokens(usage(18'000, 0, 2)));
+    EXPECT_EQ(idle.insights.breakReasons, (std::map<std::string, std::int64_t>{{"idle", 1}}));
+    const auto switched = parsed(
+        CodexLog().meta().model("one").tokens(usage(9'000, 0, 1)).model("two").tokens(usage(18'000, 0, 2)));
+    EXPECT_EQ(switched.insights.breakReasons, (std::map<std::string, std::int64_t>{{"model switch", 1}}));
+}
+
+TEST(CodexAccounting, sharesAreComputedInDoublePrecision) {
+    // 2^53 + 1 has no double of its own: the whole of it comes out as 2^53.
+    const std::int64_t odd = (std::int64_t{1} << 53) + 1;
+    const auto state = parsed(CodexLog().meta().message("user", "x").tokens(usage(odd, 0, 0)));
+    EXPECT_EQ(stat(state, "user messages")->attribInput, odd - 1);
+}
+
 TEST(CodexAccounting, aSegmentsFirstRequestIsNoBreak) {
     const auto state = parsed(CodexLog()
                                   .meta()
@@ -223,6 +243,15 @@ TEST(CodexAccounting, aMessageOfAnotherRoleIsReplayedOutput) {
     EXPECT_EQ(test::labels(state),
               (std::vector<std::string>{"assistant output (replayed)", "user messages"}));
     EXPECT_EQ(request(state, 0).dominant, "user messages");
+}
+
+TEST(CodexAccounting, aShareThatDoesNotFit64BitsIsNotAdded) {
+    // As a double the largest integer is 2^63, and so is the whole of it.
+    const Json edge = {{"input_tokens", largest}};
+    const auto alone = parsed(CodexLog().meta().message("user", "x").tokens(edge));
+    EXPECT_EQ(stat(alone, "user messages"), ToolStat{});
+    const auto halves = parsed(CodexLog().meta().message("user", "x").output("a", "x").tokens(edge));
+    EXPECT_EQ(stat(halves, "user messages")->attribInput, std::int64_t{1} << 62);
 }
 
 TEST(CodexAccounting, numbersAtTheEdgeOf64BitsEndNothing) {
@@ -248,8 +277,6 @@ TEST(CodexAccounting, numbersAtTheEdgeOf64BitsEndNothing) {
     EXPECT_EQ(request(state, 1).d.inputTokens, 0) << "a fall";
     EXPECT_EQ(request(state, 2).d.inputTokens, 0) << "a growth beyond 64 bits";
     EXPECT_EQ(state.totals.inputTokens, largest) << "the second addition isn't made";
-    // A share that rounds up to 2^63 isn't added; one below it is.
-    EXPECT_GE(stat(state, "user messages")->attribInput, 0);
 }
 
 }  // namespace

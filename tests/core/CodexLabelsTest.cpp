@@ -123,6 +123,36 @@ TEST(CodexLabels, withoutAnIdACallIsKnownByItsNameAndAnOutputByNone) {
     EXPECT_EQ(labels(state), (Labels{"tool:?", "tool:exec", "tool:result"}));
 }
 
+TEST(CodexLabels, customToolsHaveOutputsToo) {
+    const auto state = parsed(CodexLog()
+                                  .meta()
+                                  .item("custom_tool_call", {{"call_id", "c1"}, {"name", "apply_patch"}})
+                                  .item("custom_tool_call_output", {{"call_id", "c1"}, {"output", "four"}})
+                                  .tokens(usage(100, 0, 10)));
+    EXPECT_EQ(labels(state), (Labels{"tool:apply_patch"}));
+    EXPECT_EQ(test::request(state, 0).dominant, "tool:apply_patch");
+}
+
+TEST(CodexLabels, anEndWithoutAnIdNamesNothing) {
+    const auto state =
+        parsed(CodexLog()
+                   .meta()
+                   .call("", "grep")
+                   .event("mcp_tool_call_end", {{"call_id", 5}, {"invocation", {{"server", "s"}}}})
+                   .event("mcp_tool_call_end", {{"invocation", {{"server", "s"}}}, {"call_id", nullptr}})
+                   .tokens(usage(100, 0, 10)));
+    EXPECT_EQ(labels(state), (Labels{"tool:grep"}));
+}
+
+TEST(CodexLabels, aCallWithAnIdAndWithoutANameIsAQuestionMark) {
+    const auto state = parsed(CodexLog()
+                                  .meta()
+                                  .item("function_call", {{"call_id", "c1"}})
+                                  .output("c1", "x")
+                                  .tokens(usage(100, 0, 10)));
+    EXPECT_EQ(labels(state), (Labels{"tool:?"}));
+}
+
 TEST(CodexLabels, anEmptyIdIsAnId) {
     const auto state = parsed(CodexLog().meta().call("", "grep").output("", "x").tokens(usage(100, 0, 10)));
     EXPECT_EQ(labels(state), (Labels{"tool:grep"}));

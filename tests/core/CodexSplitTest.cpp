@@ -106,7 +106,6 @@ TEST(CodexSplit, everyPrefixAndItsRestGiveTheStateOfTheWholeButForLabels) {
 }
 
 TEST(CodexSplit, aCutBetweenLinesChangesNoLabelThatNoLaterLineTouches) {
-    // Only the MCP call's end comes after the call; every other cut at a line end gives the whole's labels.
     CodexLog log;
     log.meta()
         .shell("c1", "git push")

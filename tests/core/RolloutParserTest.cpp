@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "CodexLog.h"
+#include "TempFolder.h"
 
 namespace ledgerfern {
 namespace {
@@ -352,6 +353,62 @@ TEST(RolloutParser, theModelIsTheLatestNamed) {
     EXPECT_EQ(test::request(state, 2).model, "gpt-5");
 }
 
+TEST(RolloutParser, finalizeTakesOverAllThatTheStateKnows) {
+    const auto state = parsed(
+        CodexLog()
+            .at("2026-03-01T09:00:00Z")
+            .meta("/home/ada/app",
+                  {{"originator", "cli"},
+                   {"source", {{"subagent", {{"thread_spawn", {{"agent_nickname", "Bo"}}}}}}}})
+            .model("gpt-5")
+            .message("user", "Fix it")
+            .tokens(usage(9'000, 0, 10), std::nullopt,
+                    Json{{"primary", {{"used_percent", 42.5}, {"resets_at", 7}}}, {"plan_type", "pro"}})
+            .at("2026-03-01T11:00:00Z")
+            .tokens(usage(18'000, 0, 20)));
+    const SessionResult result = RolloutParser::finalize(state, "/logs/a.jsonl", ToolKind::claudeCode);
+    EXPECT_EQ(result.path, "/logs/a.jsonl");
+    EXPECT_EQ(result.id(), "/logs/a.jsonl");
+    EXPECT_EQ(result.tool, ToolKind::claudeCode);
+    EXPECT_EQ(result.project, "app");
+    EXPECT_EQ(result.cwd, "/home/ada/app");
+    EXPECT_EQ(result.originator, "cli");
+    EXPECT_EQ(result.source, (SourceInfo{"", true, "Bo", std::nullopt, false}));
+    EXPECT_EQ(result.model, "gpt-5");
+    EXPECT_EQ(result.firstMessage, "Fix it");
+    EXPECT_EQ(result.started, 1772355600.0);
+    EXPECT_EQ(result.lastTs, 1772362800.0);
+    EXPECT_EQ(result.requests.size(), 2U);
+    EXPECT_EQ(result.totals.inputTokens, 18'000);
+    ASSERT_NE(result.tools.find("user messages"), nullptr);
+    EXPECT_EQ(result.tools.find("user messages")->attribInput, 9'000);
+    EXPECT_EQ(result.rateLimit, (RateLimitInfo{42.5, std::nullopt, 7, "pro"}));
+    ASSERT_EQ(result.rlDaily.size(), 1U);
+    EXPECT_EQ(result.rlDaily.at("2026-03-01"), (DailyReading{lineTime(4), 42.5, 7}));
+    EXPECT_EQ(result.insights.cacheBreaks, 1);
+    EXPECT_EQ(result.insights.startupInput, 9'000);
+}
+
+TEST(RolloutParser, eachMarkerAloneLetsALinePass) {
+    for (const std::string marker : {"session_meta", "response_item", "token_count", "context_compacted",
+                                     "compacted", "thread_settings_applied", "rate_limits", "event_msg"}) {
+        const auto state =
+            parsed(CodexLog().raw(R"({"timestamp":"2026-03-01T12:00:00Z",")" + marker + "\":1}"));
+        EXPECT_EQ(state.lastTs, 1772366400.0) << marker;
+        EXPECT_EQ(parsed(CodexLog().raw("{\"" + marker + "\"")).malformedLines, 1) << marker;
+        EXPECT_EQ(parsed(CodexLog().raw("{\"" + marker + "s\"")).malformedLines, 0) << marker;
+    }
+}
+
+TEST(RolloutParser, aLaterSegmentWithoutAnOriginatorHasNone) {
+    const auto state = parsed(CodexLog().meta("/a", {{"originator", "cli"}}).meta("/b"));
+    EXPECT_EQ(state.originator, "");
+}
+
+TEST(RolloutParser, aTokenCountWithUsageIsSeen) {
+    EXPECT_TRUE(parsed(CodexLog().meta().tokens(usage(0, 0, 0))).sawRequests);
+}
+
 TEST(RolloutParser, finalizeMayBeCalledAgainAndAgain) {
     const auto state = parsed(CodexLog().meta().tokens(usage(100, 0, 10)));
     EXPECT_EQ(session(state).totals.inputTokens, 100);
@@ -427,6 +484,22 @@ TEST(RolloutParser, applyTakesOneLine) {
         state);
     EXPECT_TRUE(RolloutParser::usable(state));
     EXPECT_EQ(session(state).totals.inputTokens, 9);
+}
+
+TEST(RolloutParser, aFileIsReadFromWhereTheStateStands) {
+    const test::TempFolder folder;
+    const std::string path = folder.write("a.jsonl", CodexLog().meta().tokens(usage(100, 0, 10)).text);
+    ParseState state;
+    ASSERT_TRUE(RolloutParser::updateState(path, state));
+    EXPECT_EQ(session(state).totals.inputTokens, 100);
+    folder.append("a.jsonl", CodexLog().tokens(usage(150, 0, 20)).text);
+    ASSERT_TRUE(RolloutParser::updateState(path, state));
+    EXPECT_EQ(state.requests.size(), 2U);
+    EXPECT_EQ(state.bytesConsumed, std::filesystem::file_size(path));
+    const auto whole = RolloutParser::parseFile(path);
+    ASSERT_TRUE(whole.has_value());
+    EXPECT_EQ(session(*whole), session(state));
+    EXPECT_EQ(whole->segCum, std::nullopt) << "a whole file is finished";
 }
 
 TEST(RolloutParser, aFileThatIsNotThereLeavesTheStateUntouched) {

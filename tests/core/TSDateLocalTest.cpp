@@ -148,6 +148,13 @@ TEST(TSDateLocalDeathTest, aLabelIsJudgedByTheLocalYear) {
     });
 }
 
+TEST(TSDateLocalDeathTest, aDayThatBeginsOutsideTheCalendarHasNoStart) {
+    expectInZone("Asia/Kathmandu", [] {
+        EXPECT_EQ(localDayKeyDate("0001-01-01"), std::nullopt);
+        EXPECT_NE(localDayKeyDate("0001-01-02"), std::nullopt);
+    });
+}
+
 TEST(TSDateLocalDeathTest, theZoneStaysThatOfTheFirstUse) {
     expectInZone("Asia/Kathmandu", [] {
         EXPECT_EQ(localOffset(1772360430.0), 20700);

@@ -63,7 +63,8 @@ std::string shortestScientificText(double value) {
 
 std::string shortestText(double value) {
     const std::string scientific = shortestScientificText(value);
-    const std::string plain = shortestPlainText(value);
+    // From 2^53 on doubles are whole numbers, which the standard library writes with all their digits.
+    const std::string plain = std::abs(value) < 0x1p53 ? shortestPlainText(value) : fixedText(value, 0);
     return plain.size() <= scientific.size() ? plain : scientific;
 }
 
