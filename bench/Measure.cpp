@@ -46,7 +46,7 @@ void runInChild(std::size_t size, const std::function<void(void*)>& work, void* 
     const pid_t child = ::fork();
     if (child < 0) throw std::runtime_error("no child process");
     if (child == 0) {
-        std::array<char, maxResult> bytes;
+        std::array<char, maxResult> bytes{};
         try {
             work(bytes.data());
         } catch (const std::exception& error) {

@@ -49,7 +49,7 @@ Tree makeTree(const fs::path& dir, const TreeShape& shape) {
         fs::remove_all(root);
         inChild([&] {
             writeCodexTree(root, shape);
-            std::ofstream{complete};
+            std::ofstream(complete).flush();
             return true;
         });
     }
