@@ -81,7 +81,7 @@ SessionList ordered(const Snapshot& snapshot, const SessionSource& source) {
     sessions.reserve(snapshot.sessions.size());
     for (const SessionPointer& session : snapshot.sessions)
         sessions.push_back(source(session));
-    std::stable_sort(sessions.begin(), sessions.end(), [](const SessionPointer& a, const SessionPointer& b) {
+    std::sort(sessions.begin(), sessions.end(), [](const SessionPointer& a, const SessionPointer& b) {
         if (a->lastTs != b->lastTs) return a->lastTs > b->lastTs;  // absent is less than any instant
         return a->path < b->path;
     });

@@ -36,6 +36,7 @@ std::string listed(const std::vector<Entry>& entries, std::size_t width) {
 
 std::vector<Entry> optionEntries(const std::vector<OptionText>& options) {
     std::vector<Entry> entries;
+    entries.reserve(options.size());
     for (const OptionText& option : options)
         entries.push_back(
             {(option.name == "--help" ? "-h, " : "") + optionTerm(option), std::string(option.meaning)});

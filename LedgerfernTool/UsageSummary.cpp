@@ -64,8 +64,9 @@ std::vector<UsageRow> mostTokensFirst(const Sums& sums) {
     std::vector<UsageRow> rows;
     for (const auto& [name, sum] : sums)
         rows.push_back(sum.row(name));
-    std::stable_sort(rows.begin(), rows.end(),
-                     [](const UsageRow& a, const UsageRow& b) { return a.tokens > b.tokens; });
+    std::sort(rows.begin(), rows.end(), [](const UsageRow& a, const UsageRow& b) {
+        return a.tokens != b.tokens ? a.tokens > b.tokens : a.name < b.name;
+    });
     return rows;
 }
 
@@ -91,8 +92,9 @@ UsageSummary summarise(const Snapshot& snapshot, const PriceTable& prices, Insta
     summary.today = (todaysSum != days.end() ? todaysSum->second : Sum{}).row(today);
     summary.projects = mostTokensFirst(projects);
     summary.models = mostTokensFirst(models);
-    for (auto day = days.rbegin(); day != days.rend(); ++day)
-        summary.days.push_back(day->second.row(day->first));
+    for (const auto& [day, sum] : days)
+        summary.days.push_back(sum.row(day));
+    std::reverse(summary.days.begin(), summary.days.end());
     return summary;
 }
 

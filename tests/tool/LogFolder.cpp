@@ -1,7 +1,6 @@
 #include "tool/LogFolder.h"
 
-#include <stdlib.h>
-
+#include <cstdlib>
 #include <fstream>
 #include <stdexcept>
 

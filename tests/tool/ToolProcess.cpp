@@ -2,13 +2,13 @@
 
 #include <fcntl.h>
 #include <poll.h>
-#include <stdlib.h>
 #include <sys/ioctl.h>
 #include <sys/wait.h>
 #include <termios.h>
 #include <unistd.h>
 
 #include <array>
+#include <cstdlib>
 #include <stdexcept>
 
 namespace ledgerfern {
@@ -65,8 +65,9 @@ void closeIfOpen(int descriptor) {
 
 [[noreturn]] void start(const ToolRun& run, int out, int err) {
     std::vector<std::string> texts;
+    texts.reserve(run.environment.size());
     for (const auto& [name, value] : run.environment)
-        texts.push_back(name + "=" + value);
+        texts.emplace_back(name).append("=").append(value);
     std::vector<char*> environment, arguments;
     for (std::string& text : texts)
         environment.push_back(text.data());
