@@ -13,9 +13,7 @@
 namespace ledgerfern {
 namespace {
 
-using testing::EndsWith;
 using testing::HasSubstr;
-using testing::Not;
 
 struct Outcome {
     int status;
