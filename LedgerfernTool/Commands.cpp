@@ -18,7 +18,7 @@ const std::vector<Command>& commands() {
          runSession},
         {{"parity", {}, ""},
          "The core numbers as canonical JSON, to compare two builds",
-         "ledgerfern-cli parity --codex tests/data/sessions --finish",
+         "ledgerfern-cli parity --finish > parity.json",
          runParity},
         {{"dump", {{"--full", "", "Complete each session by what its end holds open."}}, ""},
          "Everything that one scan found, as one JSON document",

@@ -58,7 +58,7 @@ std::vector<Entry> commandEntries() {
 
 std::string programHelp(std::size_t width) {
     std::string text = wrapped(
-        "Usage analytics from the session logs of AI coding agents. Nothing but these files is read, and "
+        "Usage analytics from the session logs of AI coding agents. The agents' files are only read, and "
         "nothing leaves this machine.",
         width, 0);
     text += "\n" + wrapped("Usage: ledgerfern-cli [COMMAND] [OPTIONS]", width, 0, 4) + "\nCommands:\n" +

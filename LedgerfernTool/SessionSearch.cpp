@@ -27,6 +27,15 @@ std::vector<Candidate> candidates(const Snapshot& snapshot) {
     return all;
 }
 
+/// Logs in two folders may have one name, and so one id: then only their paths tell them apart.
+NoSession ambiguous(const std::string& text, const std::vector<const Candidate*>& found) {
+    const bool sameId = found[0]->id == found[1]->id;
+    const auto nameOf = [&](const Candidate& c) { return inQuotes(sameId ? c.path : c.id); };
+    return {inQuotes(text) + " means " + std::to_string(found.size()) + " sessions, " + nameOf(*found[0]) +
+            " and " + nameOf(*found[1]) + " among them; give " +
+            (sameId ? "the path" : "more of the id, or the path")};
+}
+
 }  // namespace
 
 std::variant<std::string, NoSession> findSession(const Snapshot& snapshot, const std::string& pathOrID) {
@@ -44,10 +53,7 @@ std::variant<std::string, NoSession> findSession(const Snapshot& snapshot, const
         for (const Candidate& candidate : all)
             if (test(candidate)) found.push_back(&candidate);
         if (found.size() == 1) return found.front()->path;
-        if (found.size() > 1)
-            return NoSession{inQuotes(text) + " means " + std::to_string(found.size()) + " sessions, " +
-                             inQuotes(found[0]->id) + " and " + inQuotes(found[1]->id) +
-                             " among them; give more of the id, or the path"};
+        if (found.size() > 1) return ambiguous(text, found);
     }
     return NoSession{"there is no session " + inQuotes(text) +
                      "; give the path of its log, or its id or a part of it"};

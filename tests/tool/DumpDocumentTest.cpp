@@ -112,7 +112,7 @@ TEST(DumpDocument, tellsAllOfASession) {
     const std::string path = folder.write("sessions/2026/" + rolloutName(loginId), loginLog().text());
     const Json sessions = document(folder)["sessions"];
     ASSERT_EQ(sessions.size(), 1u);
-    const Json expected = loginSession(path, sessions[0]["session_id"]);
+    const Json expected = loginSession(path, std::string(loginId) + ".json");
     EXPECT_EQ(Json::diff(expected, sessions[0]), Json::array());
 }
 

@@ -81,7 +81,7 @@ RolloutLog& RolloutLog::raw(std::string_view text) {
 
 std::string rolloutName(std::string_view id) {
     // The id of a session is the name without its first 20 characters and its last.
-    return "rollout-2026-03-01T" + std::string(id) + ".jsonl";
+    return "rollout-2026-03-01T1" + std::string(id) + ".jsonl";
 }
 
 }  // namespace ledgerfern

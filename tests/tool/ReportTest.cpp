@@ -87,7 +87,7 @@ TEST(Report, saysInOneSentenceThatThereIsNothing) {
     const LogFolder folder;
     std::filesystem::create_directories(folder.path("sessions"));
     EXPECT_EQ(report(folder, 400), "No session logs were found below " + folder.path("sessions") +
-                                       "; run a session in Codex, and its usage shows here.\n");
+                                       "; run a session in Codex, or name another folder with --codex.\n");
 }
 
 TEST(Report, saysWhereLogsHoldNoUsage) {

@@ -149,6 +149,20 @@ TEST_F(SessionSearchTest, saysWhichItCouldMean) {
               "“abc” means 3 sessions, “abc1” and “abc2” among them; give more of the id, or the path");
 }
 
+TEST_F(SessionSearchTest, tellsLogsOfOneNameApartByTheirPaths) {
+    for (const std::string path : {"/l/x/rollout-4-same.jsonl", "/l/y/rollout-4-same.jsonl"}) {
+        SessionResult result;
+        result.path = path;
+        snapshot.sessions.push_back(std::make_shared<const SessionResult>(result));
+        snapshot.sessionIDs[path] = "same";
+    }
+    EXPECT_EQ(
+        found("same"),
+        "“same” means 2 sessions, “/l/x/rollout-4-same.jsonl” and “/l/y/rollout-4-same.jsonl” among them; "
+        "give the path");
+    EXPECT_EQ(found("/l/y/rollout-4-same.jsonl"), "/l/y/rollout-4-same.jsonl");
+}
+
 TEST_F(SessionSearchTest, saysThatThereIsNone) {
     EXPECT_EQ(found("zzz"), "there is no session “zzz”; give the path of its log, or its id or a part of it");
 }
