@@ -8,6 +8,10 @@
 /// Numbers to and from decimal text, whatever the process's locale.
 namespace ledgerfern {
 
+constexpr bool isDigit(char c) {
+    return c >= '0' && c <= '9';
+}
+
 /// The whole text as a decimal integer with an optional sign; absent where it isn't one, or doesn't fit 64
 /// bits.
 std::optional<std::int64_t> readInteger(std::string_view text);

@@ -1,5 +1,3 @@
-#include <time.h>
-
 #include <algorithm>
 #include <array>
 #include <cinttypes>
@@ -10,10 +8,11 @@
 #include "Foundation/Pieces.h"
 #include "UsageRecords/CivilDate.h"
 #include "UsageRecords/KeyCache.h"
+#include "UsageRecords/LocalZone.h"
 #include "UsageRecords/TSDate.h"
 
 // Every key and label follows from a day's number: in UTC from the instant's seconds alone, locally from the
-// seconds and the zone's offset at that instant. The C library is asked for nothing but the offset.
+// seconds and the zone's offset at that instant.
 
 namespace ledgerfern::TSDate {
 
@@ -48,16 +47,14 @@ std::int64_t utcDay(std::int64_t seconds) {
     return floorDivided(seconds, secondsPerDay);
 }
 
-/// 0 where the C library knows no local time, which is billions of years away.
-int offsetAt(std::int64_t seconds) {
-    [[maybe_unused]] static const bool zoneIsRead = (tzset(), true);
-    const time_t time = seconds;
-    tm fields{};
-    return localtime_r(&time, &fields) == nullptr ? 0 : static_cast<int>(fields.tm_gmtoff);
+/// Never destroyed, like the caches.
+const LocalZone& zone() {
+    static const LocalZone& zone = *new LocalZone;
+    return zone;
 }
 
 std::int64_t localDay(std::int64_t seconds) {
-    return utcDay(seconds + offsetAt(seconds));
+    return utcDay(seconds + zone().offsetAt(seconds));
 }
 
 std::string dayText(std::int64_t day) {
@@ -89,7 +86,7 @@ std::string weekText(std::int64_t day) {
 KeyCache::Formatted formattedLocalDay(std::int64_t seconds, std::int64_t bucket) {
     const std::int64_t first = bucket * localBucket;
     const std::int64_t last = first + localBucket - 1;
-    const bool isWhole = offsetAt(first) == offsetAt(last) && localDay(first) == localDay(last);
+    const bool isWhole = zone().offsetAt(first) == zone().offsetAt(last) && localDay(first) == localDay(last);
     return {dayText(localDay(seconds)), isWhole};
 }
 
@@ -100,7 +97,7 @@ std::optional<Instant> instantOf(WideInteger day) {
 }
 
 std::optional<int> digits(std::string_view text) {
-    const bool allDigits = std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
+    const bool allDigits = std::all_of(text.begin(), text.end(), isDigit);
     if (!allDigits) return std::nullopt;
     int value = 0;
     for (const char c : text)
@@ -121,20 +118,10 @@ std::optional<std::int64_t> dayOfKey(std::string_view key) {
     return number;
 }
 
-/// The first second after `from`, up to `to`, that has another offset than `from`; `to` must have another.
-std::int64_t changeOfOffset(std::int64_t from, std::int64_t to) {
-    const int offset = offsetAt(from);
-    while (to - from > 1) {
-        const std::int64_t middle = from + (to - from) / 2;
-        (offsetAt(middle) == offset ? from : to) = middle;
-    }
-    return to;
-}
-
 /// The first second of a local day within a stretch of constant offset, where local days are plain
 /// arithmetic.
 std::optional<std::int64_t> startWithin(std::int64_t from, std::int64_t to, std::int64_t day) {
-    const std::int64_t midnight = day * secondsPerDay - offsetAt(from);
+    const std::int64_t midnight = day * secondsPerDay - zone().offsetAt(from);
     const std::int64_t start = std::max(from, midnight);
     if (start >= std::min(to, midnight + secondsPerDay)) return std::nullopt;
     return start;
@@ -148,7 +135,8 @@ std::optional<std::int64_t> startOfLocalDay(std::int64_t day) {
     const std::int64_t end = (day + 1) * secondsPerDay + reach;
     for (std::int64_t from = day * secondsPerDay - reach; from < end; from += step) {
         const std::int64_t to = from + step;
-        const std::int64_t change = offsetAt(from) == offsetAt(to) ? to : changeOfOffset(from, to);
+        const std::int64_t change =
+            zone().offsetAt(from) == zone().offsetAt(to) ? to : zone().changeWithin(from, to);
         if (const auto start = startWithin(from, change, day)) return start;
         if (const auto start = startWithin(change, to, day)) return start;
     }
@@ -164,7 +152,7 @@ std::string withForeignYear(std::string label, Instant date, Instant now) {
 }  // namespace
 
 int localOffset(Instant instant) {
-    return offsetAt(wholeSeconds(instant));
+    return zone().offsetAt(wholeSeconds(instant));
 }
 
 std::string utcString(Instant instant) {

@@ -155,11 +155,23 @@ TEST(TSDateLocalDeathTest, aDayThatBeginsOutsideTheCalendarHasNoStart) {
     });
 }
 
+TEST(TSDateLocalDeathTest, theOffsetsAreThoseOfTheSystem) {
+    for (const char* zone : {"America/New_York", "Africa/Casablanca", "Africa/Cairo", "Europe/Dublin"})
+        expectInZone(zone, [] {
+            for (time_t time = 1546300800; time < 2398377600; time += 3 * 3600 + 1) {
+                tm fields{};
+                ASSERT_EQ(localOffset(static_cast<Instant>(time)), localtime_r(&time, &fields)->tm_gmtoff);
+            }
+        });
+}
+
 TEST(TSDateLocalDeathTest, theZoneStaysThatOfTheFirstUse) {
     expectInZone("Asia/Kathmandu", [] {
         EXPECT_EQ(localOffset(1772360430.0), 20700);
         setenv("TZ", "UTC", 1);
+        tzset();
         EXPECT_EQ(localOffset(1772360430.0), 20700);
+        EXPECT_EQ(localDayKey(at("2026-03-01T18:15:00Z")), "2026-03-02");
         EXPECT_EQ(localDayKeyDate("2026-03-02"), at("2026-03-01T18:15:00Z"));
     });
 }
