@@ -1,13 +1,10 @@
 #include "Foundation/JsonFilePreferences.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
-#include <array>
-#include <cerrno>
-#include <cstdlib>
 #include <nlohmann/json.hpp>
 
+#include "Foundation/AtomicWrite.h"
+#include "Foundation/Files.h"
+#include "Foundation/Numbers.h"
 #include "Foundation/UnicodeText.h"
 
 namespace ledgerfern {
@@ -30,7 +27,7 @@ std::string hexOf(std::string_view bytes) {
 }
 
 std::optional<unsigned> digitValue(char c) {
-    if (c >= '0' && c <= '9') return static_cast<unsigned>(c - '0');
+    if (isDigit(c)) return static_cast<unsigned>(c - '0');
     if (c >= 'a' && c <= 'f') return static_cast<unsigned>(c - 'a' + 10);
     return std::nullopt;
 }
@@ -80,26 +77,9 @@ bool isFree(const fs::path& name) {
     return fs::symlink_status(name, error).type() == fs::file_type::not_found;
 }
 
-/// Absent where the file can't be read to its end.
-std::optional<std::string> readWhole(const fs::path& file) {
-    const int descriptor = ::open(file.c_str(), O_RDONLY | O_CLOEXEC);
-    if (descriptor < 0) return std::nullopt;
-    std::string text;
-    std::array<char, 16384> block{};
-    ssize_t count = 0;
-    while ((count = ::read(descriptor, block.data(), block.size())) != 0) {
-        if (count < 0 && errno == EINTR) continue;
-        if (count < 0) break;
-        text.append(block.data(), static_cast<std::size_t>(count));
-    }
-    (void)::close(descriptor);
-    if (count < 0) return std::nullopt;
-    return text;
-}
-
 Content readContent(const fs::path& file) {
     if (isFree(file)) return {};
-    const auto text = readWhole(file);
+    const auto text = readWholeFile(file.string());
     Json object = text ? Json::parse(*text, nullptr, false) : Json();
     if (!object.is_object()) return {Json::object(), true};
     return {std::move(object), false};
@@ -123,38 +103,6 @@ bool keepAside(const fs::path& file) {
     return false;
 }
 
-bool writeAll(int descriptor, std::string_view text) {
-    while (!text.empty()) {
-        const ssize_t written = ::write(descriptor, text.data(), text.size());
-        if (written < 0 && errno == EINTR) continue;
-        if (written <= 0) return false;
-        text.remove_prefix(static_cast<std::size_t>(written));
-    }
-    return ::fsync(descriptor) == 0;
-}
-
-/// A rename outlives a power cut once the folder is flushed; the new content stands before.
-void flushFolder(const fs::path& folder) {
-    const int descriptor = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (descriptor < 0) return;
-    (void)::fsync(descriptor);
-    (void)::close(descriptor);
-}
-
-bool replaceFile(const fs::path& file, std::string_view text) {
-    std::string temporary = file.string() + ".XXXXXX";
-    const int descriptor = ::mkostemp(temporary.data(), O_CLOEXEC);
-    if (descriptor < 0) return false;
-    const bool isWritten = writeAll(descriptor, text);
-    const bool isClosed = ::close(descriptor) == 0;
-    if (!isWritten || !isClosed || ::rename(temporary.c_str(), file.c_str()) != 0) {
-        (void)::unlink(temporary.c_str());
-        return false;
-    }
-    flushFolder(file.parent_path());
-    return true;
-}
-
 bool store(const fs::path& file, std::string_view key, Json value) {
     Content content = readContent(file);
     content.object[std::string(key)] = std::move(value);
@@ -167,7 +115,7 @@ bool store(const fs::path& file, std::string_view key, Json value) {
     std::error_code error;
     fs::create_directories(file.parent_path(), error);
     if (content.isDamaged && !keepAside(file)) return false;
-    return replaceFile(file, text);
+    return static_cast<bool>(writeAtomically(file.string(), text));
 }
 
 }  // namespace

@@ -14,10 +14,6 @@ namespace {
 
 enum class NumberShape { none, integer, decimal };
 
-bool isDigit(char c) {
-    return c >= '0' && c <= '9';
-}
-
 bool isExponentMark(char c) {
     return c == 'e' || c == 'E';
 }

@@ -5,6 +5,7 @@
 #include <limits>
 
 #include "Foundation/Check.h"
+#include "Foundation/Numbers.h"
 
 namespace ledgerfern {
 
@@ -21,7 +22,7 @@ std::string plainName(const std::string& path) {
 }
 
 bool isUriSafe(char c) {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '/' ||
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || isDigit(c) || c == '/' ||
            c == '-' || c == '_' || c == '.' || c == '~';
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 
+#include "Foundation/Numbers.h"
 #include "Foundation/Paths.h"
 #include "Foundation/Pieces.h"
 #include "Foundation/UnicodeText.h"
@@ -16,15 +17,12 @@ constexpr std::array<std::string_view, 8> writeGitSubcommands = {"commit", "push
                                                                  "reset",  "clean", "apply", "am"};
 
 template <std::size_t Size>
-bool contains(const std::array<std::string_view, Size>& words, std::string_view word) {
+bool isAmong(const std::array<std::string_view, Size>& words, std::string_view word) {
     return std::find(words.begin(), words.end(), word) != words.end();
 }
 
 bool isLower(char c) {
     return c >= 'a' && c <= 'z';
-}
-bool isDigit(char c) {
-    return c >= '0' && c <= '9';
 }
 bool startsName(char c) {
     return isLower(c) || (c >= 'A' && c <= 'Z') || c == '_';
@@ -88,7 +86,7 @@ std::optional<CommandLine> commandLine(std::string_view segment) {
 std::string packageManagerLabel(const CommandLine& line) {
     constexpr std::array<std::string_view, 6> installs = {"install", "i", "ci", "uninstall", "add", "remove"};
     if (line.sub == "test") return "Shell · Tests";
-    if (contains(installs, line.sub)) return "Shell · Package installs · " + line.word;
+    if (isAmong(installs, line.sub)) return "Shell · Package installs · " + line.word;
     return "Shell · Package scripts · " + line.word;
 }
 
@@ -166,7 +164,7 @@ std::optional<ShellCategory> shellCategoryLabel(std::optional<std::string_view> 
     if (!line) return std::nullopt;
     if (!isCommandWord(line->word)) return ShellCategory{"Shell · Other commands"};
     const ShellFamily family = shellFamily(line->word);
-    const bool isWrite = family == ShellFamily::git && contains(writeGitSubcommands, line->sub);
+    const bool isWrite = family == ShellFamily::git && isAmong(writeGitSubcommands, line->sub);
     return ShellCategory{label(family, *line), isWrite};
 }
 

@@ -13,10 +13,6 @@ namespace ledgerfern::TSDate {
 
 namespace {
 
-bool isDigit(char c) {
-    return c >= '0' && c <= '9';
-}
-
 /// The value of the digits behind the point, up to the first character that isn't one.
 double fractionOf(std::string_view digits) {
     double fraction = 0.0;

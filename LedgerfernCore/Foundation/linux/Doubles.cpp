@@ -28,7 +28,7 @@ std::optional<double> readDouble(std::string_view text) {
     }
     // from_chars reads "inf" and "nan" too, which are no numbers here.
     const bool decimal = std::all_of(text.begin(), text.end(), [](char c) {
-        return (c >= '0' && c <= '9') || c == '.' || c == 'e' || c == 'E' || c == '+' || c == '-';
+        return isDigit(c) || c == '.' || c == 'e' || c == 'E' || c == '+' || c == '-';
     });
     double value = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);

@@ -32,7 +32,7 @@ std::string formatted(const char* format, int precision, double value) {
 bool isDecimal(std::string_view text) {
     bool hasDigit = false;
     for (const char c : text) {
-        hasDigit = hasDigit || (c >= '0' && c <= '9');
+        hasDigit = hasDigit || isDigit(c);
         if (std::string_view("0123456789.eE+-").find(c) == std::string_view::npos) return false;
     }
     return hasDigit;
