@@ -1,7 +1,6 @@
 #include "UsageRecords/CivilDate.h"
 
 #include <gtest/gtest.h>
-#include <rapidcheck.h>
 
 #include <limits>
 
@@ -45,18 +44,6 @@ TEST(CivilDate, theLargestNumbersFit) {
     constexpr std::int64_t least = std::numeric_limits<std::int64_t>::min();
     EXPECT_GT(dayNumber(most, most, most), WideInteger{most} * 300);
     EXPECT_LT(dayNumber(least, least, least), WideInteger{least} * 300);
-}
-
-TEST(CivilDate, aDayIsTheDayThatItsNumberNames) {
-    EXPECT_TRUE(rc::check("numbers and dates are inverse", [] {
-        const auto wide = *rc::gen::inRange<std::int64_t>(-1'000'000'000'000, 1'000'000'000'000);
-        const auto near = *rc::gen::inRange<std::int64_t>(-1'000'000, 1'000'000);
-        for (const std::int64_t day : {wide, near}) {
-            const CivilDate date = civilDate(day);
-            RC_ASSERT(number(date.year, date.month, date.day) == day);
-            RC_ASSERT(date.month >= 1u && date.month <= 12u && date.day >= 1u && date.day <= 31u);
-        }
-    }));
 }
 
 TEST(CivilDate, divisionIsCutTowardMinusInfinity) {

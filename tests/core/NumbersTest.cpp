@@ -1,9 +1,7 @@
 #include "Foundation/Numbers.h"
 
 #include <gtest/gtest.h>
-#include <rapidcheck.h>
 
-#include <bit>
 #include <cfloat>
 #include <cmath>
 #include <limits>
@@ -99,21 +97,6 @@ TEST(NumbersDeathTest, aNumberThatIsNotFiniteHasNoText) {
         EXPECT_DEATH(shortestPlainText(value), "without a decimal text");
         EXPECT_DEATH(fixedText(value, 2), "without a decimal text");
     }
-}
-
-TEST(Numbers, everyFiniteDoubleReadsBackWithTheSameBits) {
-    EXPECT_TRUE(rc::check("any bits", [] {
-        const auto bits = *rc::gen::resize(1000, rc::gen::inRange<std::uint64_t>(0, UINT64_MAX));
-        const auto value = std::bit_cast<double>(bits);
-        RC_PRE(std::isfinite(value));
-        RC_ASSERT(std::bit_cast<std::uint64_t>(readDouble(shortestText(value)).value()) == bits);
-        RC_ASSERT(std::bit_cast<std::uint64_t>(readDouble(shortestPlainText(value)).value()) == bits);
-    }));
-}
-
-TEST(Numbers, everyIntegerReadsBack) {
-    EXPECT_TRUE(rc::check(
-        "any 64 bits", [](std::int64_t value) { RC_ASSERT(readInteger(std::to_string(value)) == value); }));
 }
 
 }  // namespace

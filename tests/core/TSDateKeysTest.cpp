@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-#include <rapidcheck.h>
 
 #include <limits>
 #include <thread>
@@ -82,17 +81,6 @@ TEST(TSDateKeys, aWeekOutsideTheCalendarIsAbsent) {
         EXPECT_EQ(isoWeekKeyDate(key), std::nullopt) << key;
     EXPECT_EQ(isoWeekKeyDate("1-W1"), -62135596800.0);
     EXPECT_EQ(isoWeekKeyDate("9999-W52"), at("9999-12-27T00:00:00Z"));
-}
-
-TEST(TSDateKeys, everyInstantLiesInItsWeekAndDay) {
-    EXPECT_TRUE(rc::check("seconds of the years 1 to 9999", [] {
-        const auto instant = static_cast<double>(*rc::gen::inRange<std::int64_t>(-62135596800, 253402300800));
-        const double monday = isoWeekKeyDate(isoWeekKey(instant)).value();
-        RC_ASSERT(monday <= instant && instant < monday + 7 * day);
-        const double midnight = utcDayKeyDate(utcDayKey(instant)).value();
-        RC_ASSERT(midnight <= instant && instant < midnight + day);
-        RC_ASSERT(TSDate::utcString(instant).starts_with(utcDayKey(instant)));
-    }));
 }
 
 TEST(TSDateKeys, aDayKeyReadsAsItsMidnight) {
