@@ -15,7 +15,7 @@ public:
     DelayedSignals& operator=(const DelayedSignals&) = delete;
 
 private:
-    sigset_t before_;
+    sigset_t before_{};
 };
 
 }  // namespace ledgerfern

@@ -58,7 +58,7 @@ TEST(CostEstimator, addsBuiltInRowsThatTheSavedListDoesNotKnow) {
     preferences.stringsByKey[defaultKeysKey] = known;
     const PriceMap expected = {{"gpt-6", {2.0, 0.2, 10.0}}, {"mine", {1, 2, 3.5}}};
     EXPECT_EQ(CostEstimator::prices(preferences), expected);
-    known.push_back("gpt-6");
+    known.emplace_back("gpt-6");
     preferences.stringsByKey[defaultKeysKey] = known;
     const PriceMap deleted = {{"mine", {1, 2, 3.5}}};
     EXPECT_EQ(CostEstimator::prices(preferences), deleted);

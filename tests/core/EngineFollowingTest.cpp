@@ -48,7 +48,7 @@ TEST_F(EngineFollowingTest, aSessionIsHeldOnceByItsStateAndItsPublishedResult) {
 
 TEST_F(EngineFollowingTest, anUnfinishedLineWaitsForItsRest) {
     const std::string text = CodexLog().meta().tokens(usage(100, 0, 10)).tokens(usage(150, 0, 20)).text;
-    const std::string path = home.write("sessions/a.jsonl", text.substr(0, text.size() - 10));
+    home.write("sessions/a.jsonl", text.substr(0, text.size() - 10));
     const Snapshot first = engine.rescan();
     EXPECT_EQ(totalInput(first), 100);
     EXPECT_EQ(first.malformedLines, 0);

@@ -88,7 +88,8 @@ TEST_F(FilesTest, readsAWholeFile) {
 }
 
 TEST_F(FilesTest, readsAWholeFileThatIsLargerThanItsFirstBlock) {
-    std::string bytes(40'000'001, 'x');
+    std::string bytes;
+    bytes.resize(40'000'001, 'x');
     for (std::size_t i = 0; i < bytes.size(); i += 4093)
         bytes[i] = static_cast<char>('a' + i % 26);
     EXPECT_TRUE(readWholeFile(write("a", bytes)) == bytes);

@@ -17,7 +17,7 @@ namespace fs = std::filesystem;
 using Json = nlohmann::json;
 
 class JsonFilePreferencesTest : public testing::Test {
-protected:
+public:
     JsonFilePreferencesTest() {
         std::string pattern = (fs::temp_directory_path() / "preferences-XXXXXX").string();
         home = ::mkdtemp(pattern.data());

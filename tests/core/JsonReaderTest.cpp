@@ -22,9 +22,9 @@ class JsonReaderTest : public testing::Test {
 protected:
     /// Reads with both functions, which must agree.
     OptionalJson read(const std::string& text) {
-        const bool valid = reader_.read(text).has_value();
-        padded_ = text + std::string(JsonReader::padding, '"');
-        const auto value = reader_.readPadded(std::string_view(padded_).substr(0, text.size()));
+        const bool valid = reader.read(text).has_value();
+        padded = text + std::string(JsonReader::padding, '"');
+        const auto value = reader.readPadded(std::string_view(padded).substr(0, text.size()));
         EXPECT_EQ(value.has_value(), valid) << text;
         return value;
     }
@@ -40,8 +40,8 @@ protected:
     std::optional<std::int64_t> integer(const std::string& text) { return asInteger(read(text)); }
     std::optional<double> number(const std::string& text) { return asDouble(read(text)); }
 
-    JsonReader reader_;
-    std::string padded_;
+    JsonReader reader;
+    std::string padded;
 };
 
 std::string nested(const std::string& opening, const std::string& inside, const std::string& closing,
@@ -292,10 +292,10 @@ TEST_F(JsonReaderTest, readsOnAfterErrorsAndLongTexts) {
     EXPECT_EQ(integer("1"), 1);
     EXPECT_TRUE(isValid(nested("[", "1", "]", 1024)));
     EXPECT_EQ(string("\"" + std::string(70'000, 'y') + "\\ud800\"")->size(), 70'003U);
-    reader_.releaseMemory();
+    reader.releaseMemory();
     EXPECT_EQ(integer("2"), 2);
     EXPECT_EQ(string(longText)->size(), 3'000'000U);
-    reader_.releaseMemory();
+    reader.releaseMemory();
     EXPECT_FALSE(isValid(""));
     EXPECT_FALSE(isValid(nested("[", "", "]", 1025)));
 }

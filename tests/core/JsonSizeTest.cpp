@@ -15,17 +15,17 @@ namespace {
 class JsonSizeTest : public testing::Test {
 protected:
     std::int64_t compact(const std::string& text) {
-        const auto value = reader_.read(text);
+        const auto value = reader.read(text);
         EXPECT_TRUE(value) << text;
         return value ? jsonLen(*value) : -1;
     }
     std::int64_t approximate(const std::string& text) {
-        const auto value = reader_.read(text);
+        const auto value = reader.read(text);
         EXPECT_TRUE(value) << text;
         return approxLen(value);
     }
 
-    JsonReader reader_;
+    JsonReader reader;
 };
 
 /// The compact text of a value, really built.

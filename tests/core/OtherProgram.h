@@ -16,11 +16,11 @@ namespace ledgerfern {
 class OtherProgram {
 public:
     template <class Open, class Prepare>
-    OtherProgram(Open open, Prepare prepare) : OtherProgram(open, prepare, [](auto&) { return false; }) {}
+    OtherProgram(const Open& open, const Prepare& prepare) : OtherProgram(open, prepare, [](auto&) { return false; }) {}
 
     /// Does its work over and over, as long as that returns true.
     template <class Open, class Prepare, class Work>
-    OtherProgram(Open open, Prepare prepare, Work work) {
+    OtherProgram(const Open& open, const Prepare& prepare, const Work& work) {
         std::array<int, 2> ready{}, goodbye{};
         check(::pipe(ready.data()) == 0 && ::pipe(goodbye.data()) == 0, "no pipe for a test");
         process_ = ::fork();

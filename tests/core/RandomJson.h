@@ -166,7 +166,7 @@ private:
 
     void damage(std::string& text) {
         static constexpr std::string_view bytes(
-            "\"\"\\\\{}[],:01289eE+-.tfnud \n\t\f\0\x1F\x80\xBF\xC3\xED\xFF", 37);
+            "\"\"\\\\{}[],:01289eE+-.tfnud \n\t\f\0\x1F\x80\xBF\xC3\xED\xFF", 36);
         const std::size_t at = below(text.size() + 1);
         const std::size_t length = below(5);
         switch (below(5)) {

@@ -73,7 +73,8 @@ TEST(RequestList, equalityIsThatOfWhatIsRead) {
 
 TEST(RequestList, aCopySharesTheStorage) {
     const RequestList list = listOf({full});
-    const RequestList copy = list;
+    RequestList copy;
+    copy = list;
     EXPECT_TRUE(copy.sharesStorageWith(list));
     EXPECT_FALSE(listOf({full}).sharesStorageWith(list));
 }

@@ -42,7 +42,8 @@ TEST(SharedArray, itGrowsByOneAndByMany) {
 
 TEST(SharedArray, aCopySharesTheStorage) {
     const SharedArray<int> array = arrayOf({1, 2, 3});
-    const SharedArray<int> copy = array;
+    SharedArray<int> copy;
+    copy = array;
     EXPECT_TRUE(copy.sharesStorageWith(array));
     EXPECT_EQ(copy.data(), array.data());
     EXPECT_FALSE(arrayOf({1, 2, 3}).sharesStorageWith(array));

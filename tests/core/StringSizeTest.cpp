@@ -16,9 +16,8 @@ std::int64_t slowSize(const std::string& text, bool escaped) {
     for (const char c : text) {
         const auto byte = static_cast<unsigned char>(c);
         if (byte >= 0x80 && byte < 0xC0) continue;
-        if (byte >= 0xF0)
-            size += 2;
-        else if (escaped && "\"\\\b\f\n\r\t"s.find(c) != std::string::npos)
+        const bool isShortEscape = escaped && "\"\\\b\f\n\r\t"s.find(c) != std::string::npos;
+        if (byte >= 0xF0 || isShortEscape)
             size += 2;
         else if (escaped && byte < 0x20)
             size += 6;
