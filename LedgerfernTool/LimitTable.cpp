@@ -4,6 +4,7 @@
 
 #include "Analytics/Formats.h"
 #include "UsageRecords/TSDate.h"
+#include "ValueText.h"
 
 namespace ledgerfern {
 
@@ -24,10 +25,6 @@ std::string spanText(std::int64_t minutes) {
     if (days > 0) return unitText(days, "d") + (hours > 0 ? " " + unitText(hours, "h") : "");
     if (hours > 0) return unitText(hours, "h") + (rest > 0 ? " " + unitText(rest, "min") : "");
     return unitText(rest, "min");
-}
-
-std::string timeText(std::optional<Instant> instant) {
-    return instant ? fmtLocalTime(*instant) : "—";
 }
 
 std::vector<Cell> limitRow(ToolKind tool, const RateLimitInfo& info, std::optional<Instant> asOf,

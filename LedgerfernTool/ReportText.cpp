@@ -1,5 +1,6 @@
 #include "ReportText.h"
 
+#include <algorithm>
 #include <vector>
 
 #include "Analytics/CostEstimator.h"
@@ -17,7 +18,7 @@ constexpr std::size_t barWidth = 12;
 constexpr std::size_t shownNames = 10;
 constexpr std::size_t shownDays = 14;
 
-/// The texts that stand in a report side by side or one below the other.
+/// The texts of a report, one below the other.
 class Report {
 public:
     Report(std::size_t width, const Palette& palette) : width_(width), palette_(palette) {}

@@ -27,8 +27,8 @@ std::vector<Candidate> candidates(const Snapshot& snapshot) {
     return all;
 }
 
-/// Logs in two folders may have one name, and so one id: then only their paths tell them apart.
 NoSession ambiguous(const std::string& text, const std::vector<const Candidate*>& found) {
+    // Logs in two folders may have one name, and so one id: then only their paths tell them apart.
     const bool sameId = found[0]->id == found[1]->id;
     const auto nameOf = [&](const Candidate& c) { return inQuotes(sameId ? c.path : c.id); };
     return {inQuotes(text) + " means " + std::to_string(found.size()) + " sessions, " + nameOf(*found[0]) +

@@ -7,9 +7,9 @@
 
 namespace ledgerfern {
 
-/// One sentence why a text means no session.
+/// A text that means no session, or several.
 struct NoSession {
-    std::string sentence;
+    std::string sentence;  ///< Says so, and what would be right.
 };
 
 /// The path of the session that a path or an id means.

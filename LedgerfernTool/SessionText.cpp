@@ -7,15 +7,20 @@
 #include "Analytics/SessionNaming.h"
 #include "PrintableText.h"
 #include "Table.h"
+#include "ValueText.h"
 
 namespace ledgerfern {
 
 namespace {
 
 constexpr std::size_t shownRequests = 400;
+constexpr std::string_view unknown = "—";
 
-std::string timeText(std::optional<Instant> instant) {
-    return instant ? fmtLocalTime(*instant) : "—";
+/// From when to when the session ran; the end that isn't known is left out.
+std::string spanText(const SessionResult& session) {
+    const std::string from = timeText(session.started), to = timeText(session.lastTs);
+    if (from == unknown) return to == unknown ? "at an unknown time" : "until " + to;
+    return to == unknown ? "from " + from : from + " to " + to;
 }
 
 /// The session's name and figures.
@@ -28,7 +33,7 @@ std::string header(const SessionResult& session, const std::string& name, const 
     };
     line(session.project + " · " + std::string(SessionKind::label(session)) + " · " +
          session.model.value_or("unknown model"));
-    line(timeText(session.started) + " to " + timeText(session.lastTs));
+    line(spanText(session));
     line(fmtTokens(totals.inputTokens) + " input · " + fmtTokens(totals.cachedInputTokens) +
          " cached input · " + fmtTokens(totals.outputTokens) + " output · " + fmtTokens(totals.totalTokens) +
          " total");
