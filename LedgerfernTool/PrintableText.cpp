@@ -1,8 +1,6 @@
 #include "PrintableText.h"
 
-#include <algorithm>
-#include <array>
-#include <cstdint>
+#include <optional>
 
 #include "Foundation/UnicodeText.h"
 
@@ -10,45 +8,8 @@ namespace ledgerfern {
 
 namespace {
 
-constexpr std::string_view replacement = "\xEF\xBF\xBD";
+constexpr char32_t replacement = 0xFFFD;
 constexpr std::string_view ellipsis = "…";
-
-struct Range {
-    char32_t first;
-    char32_t last;
-};
-
-/// Scripts that run from right to left: Hebrew to Arabic Extended, their presentation forms, and the blocks
-/// of the supplementary plane that Unicode keeps for such scripts.
-constexpr std::array<Range, 5> rightToLeft = {
-    {{0x0590, 0x08FF}, {0xFB1D, 0xFDFF}, {0xFE70, 0xFEFE}, {0x10800, 0x10FFF}, {0x1E800, 0x1EFFF}}};
-
-std::size_t sequenceLength(char first) {
-    const auto byte = static_cast<unsigned char>(first);
-    if (byte < 0x80) return 1;
-    if (byte < 0xE0) return 2;
-    return byte < 0xF0 ? 3 : 4;
-}
-
-/// The code point of a whole, valid sequence.
-char32_t decoded(std::string_view sequence) {
-    const auto first = static_cast<unsigned char>(sequence[0]);
-    if (sequence.size() == 1) return first;
-    char32_t value = first & (0x7Fu >> sequence.size());
-    for (const char c : sequence.substr(1))
-        value = value << 6 | (static_cast<unsigned char>(c) & 0x3Fu);
-    return value;
-}
-
-/// Hands each code point of valid UTF-8 to `take`, with its bytes.
-template <class Take>
-void forEachCodePoint(std::string_view text, const Take& take) {
-    while (!text.empty()) {
-        const std::string_view sequence = text.substr(0, sequenceLength(text[0]));
-        take(decoded(sequence), sequence);
-        text.remove_prefix(sequence.size());
-    }
-}
 
 bool isBlank(char32_t c) {
     return (c >= 0x09 && c <= 0x0D) || c == 0x85 || c == 0x2028 || c == 0x2029;
@@ -61,11 +22,6 @@ bool isControl(char32_t c) {
 bool isDirectionMark(char32_t c) {
     return c == 0x061C || c == 0x200E || c == 0x200F || (c >= 0x202A && c <= 0x202E) ||
            (c >= 0x2066 && c <= 0x2069);
-}
-
-bool isRightToLeft(char32_t c) {
-    return std::any_of(rightToLeft.begin(), rightToLeft.end(),
-                       [c](const Range& range) { return c >= range.first && c <= range.last; });
 }
 
 /// The longest end of whole characters that needs at most `columns` columns.
@@ -95,16 +51,12 @@ Break lineBreak(std::string_view text, std::size_t columns) {
 }  // namespace
 
 std::string printable(std::string_view bytes) {
-    std::string result;
-    forEachCodePoint(repairedUtf8(bytes), [&](char32_t c, std::string_view sequence) {
-        if (isBlank(c))
-            result += ' ';
-        else if (isControl(c))
-            result += replacement;
-        else if (!isDirectionMark(c))
-            result += sequence;
+    return mappedCodePoints(bytes, [](char32_t c) -> std::optional<char32_t> {
+        if (isBlank(c)) return U' ';
+        if (isControl(c)) return replacement;
+        if (isDirectionMark(c)) return std::nullopt;
+        return c;
     });
-    return result;
 }
 
 std::string elided(std::string_view text, std::size_t columns) {
@@ -118,9 +70,7 @@ std::string elided(std::string_view text, std::size_t columns) {
 }
 
 std::string isolated(std::string_view text) {
-    bool needed = false;
-    forEachCodePoint(text, [&](char32_t c, std::string_view) { needed = needed || isRightToLeft(c); });
-    if (!needed) return std::string(text);
+    if (!runsRightToLeft(text)) return std::string(text);
     return "\u2068" + std::string(text) + "\u2069";
 }
 

@@ -38,14 +38,14 @@ void append(std::string& text, utf8proc_int32_t codePoint) {
     text.append(bytes.begin(), bytes.begin() + length);
 }
 
-/// The text with `map` applied to each code point.
+/// The text with each code point as `map` gives it, left out where that is absent.
 template <class Map>
 std::string mapped(std::string_view text, Map map) {
     std::string result;
     result.reserve(text.size());
     while (!text.empty()) {
         const CodePoint point = firstCodePoint(text);
-        append(result, map(point.value));
+        if (const std::optional<utf8proc_int32_t> target = map(point.value)) append(result, *target);
         text.remove_prefix(point.length);
     }
     return result;
@@ -175,6 +175,26 @@ std::string_view trimmedWhiteSpace(std::string_view text) {
 
 std::string lowercased(std::string_view text) {
     return mapped(text, [](utf8proc_int32_t codePoint) { return utf8proc_tolower(codePoint); });
+}
+
+std::string mappedCodePoints(std::string_view text,
+                             const std::function<std::optional<char32_t>(char32_t)>& map) {
+    return mapped(text, [&](utf8proc_int32_t codePoint) -> std::optional<utf8proc_int32_t> {
+        const auto target = map(static_cast<char32_t>(codePoint));
+        return target ? std::optional(static_cast<utf8proc_int32_t>(*target)) : std::nullopt;
+    });
+}
+
+bool runsRightToLeft(std::string_view text) {
+    while (!text.empty()) {
+        const CodePoint point = firstCodePoint(text);
+        const auto direction = utf8proc_get_property(point.value)->bidi_class;
+        if (direction == UTF8PROC_BIDI_CLASS_R || direction == UTF8PROC_BIDI_CLASS_AL ||
+            direction == UTF8PROC_BIDI_CLASS_AN)
+            return true;
+        text.remove_prefix(point.length);
+    }
+    return false;
 }
 
 std::size_t displayWidth(std::string_view text) {

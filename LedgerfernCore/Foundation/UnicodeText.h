@@ -1,6 +1,8 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -27,6 +29,13 @@ std::string_view trimmedWhiteSpace(std::string_view text);
 
 /// Unicode's simple lower-case mapping, code point by code point; no locale.
 std::string lowercased(std::string_view text);
+
+/// The text with each code point replaced by the one that `map` gives for it; absent leaves it out.
+std::string mappedCodePoints(std::string_view text,
+                             const std::function<std::optional<char32_t>(char32_t)>& map);
+
+/// True where a part of the text runs from right to left: a letter or digit of such a script.
+bool runsRightToLeft(std::string_view text);
 
 /// Columns that a terminal needs: 2 for wide characters and emoji, 0 for combining and control ones.
 std::size_t displayWidth(std::string_view text);

@@ -126,6 +126,27 @@ TEST(UnicodeText, lowersCodePointByCodePoint) {
     EXPECT_EQ(lowercased(family), family);
 }
 
+TEST(UnicodeText, mapsOrLeavesOutEachCodePoint) {
+    const auto upToNext = [](char32_t c) -> std::optional<char32_t> {
+        if (c == U'-') return std::nullopt;
+        return c == U'\uFFFD' ? c : c + 1;
+    };
+    EXPECT_EQ(mappedCodePoints("", upToNext), "");
+    EXPECT_EQ(mappedCodePoints("a-\u00FC-\U0001F600", upToNext), "b\u00FD\U0001F601");
+    EXPECT_EQ(mappedCodePoints("---", upToNext), "");
+    EXPECT_EQ(mappedCodePoints("\x7F", upToNext), "\u0080") << "the length in bytes may change";
+    EXPECT_EQ(mappedCodePoints("a\xFF-\xE2\x82", upToNext), "b" + fffd + fffd + fffd);
+}
+
+TEST(UnicodeText, tellsWhatRunsFromRightToLeft) {
+    for (const std::string plain :
+         {"", "abc 123", "\u6F22\u5B57", "\U0001F600", "\u0301", "\xFF\xFE", "\u20AC", "\u0E01"})
+        EXPECT_FALSE(runsRightToLeft(plain)) << plain;
+    for (const std::string other : {"\u05D0", "\u0634", "\u0660", "\u0712", "\u07C1", "\uFB2A", "\uFEDF",
+                                    "\U00010900", "\U0001E922", "\U00010D30", "abc \u05E9 def"})
+        EXPECT_TRUE(runsRightToLeft(other)) << other;
+}
+
 TEST(UnicodeText, measuresColumns) {
     EXPECT_EQ(displayWidth("abc"), 3u);
     EXPECT_EQ(displayWidth("\u6F22\u5B57"), 4u);
