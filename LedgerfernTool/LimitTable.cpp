@@ -2,7 +2,6 @@
 
 #include <cmath>
 
-#include "Analytics/Formats.h"
 #include "UsageRecords/TSDate.h"
 #include "ValueText.h"
 
@@ -36,7 +35,7 @@ std::vector<Cell> limitRow(ToolKind tool, const RateLimitInfo& info, std::option
     return {toolName(tool),
             windowText(info.windowMinutes),
             {shareBar(used / 100, barWidth), tone},
-            {info.usedPercent ? fmtPercent(used) : "—", tone},
+            {info.usedPercent ? percentText(used) : "—", tone},
             timeText(reset),
             reset ? distanceText(*reset, now) : "",
             info.planType.value_or(""),

@@ -59,6 +59,11 @@ std::string printable(std::string_view bytes) {
     });
 }
 
+std::string printableName(std::string_view bytes) {
+    std::string name = printable(bytes);
+    return displayWidth(trimmedWhiteSpace(name)) > 0 ? name : "—";
+}
+
 std::string elided(std::string_view text, std::size_t columns) {
     if (displayWidth(text) <= columns) return std::string(text);
     if (columns == 0) return {};

@@ -12,6 +12,9 @@ namespace ledgerfern {
 /// left out.
 std::string printable(std::string_view bytes);
 
+/// A name, printable; "—" where nothing of it would be seen.
+std::string printableName(std::string_view bytes);
+
 /// The text, or its beginning and end with "…" between them, in at most `columns` columns. Of valid UTF-8.
 std::string elided(std::string_view text, std::size_t columns);
 

@@ -9,6 +9,7 @@
 #include "PrintableText.h"
 #include "Table.h"
 #include "UsageSummary.h"
+#include "ValueText.h"
 
 namespace ledgerfern {
 
@@ -56,7 +57,7 @@ std::string splitText(const UsageTotals& totals) {
     if (totals.inputTokens > 0) {
         const double share =
             static_cast<double>(totals.cachedInputTokens) / static_cast<double>(totals.inputTokens);
-        text += " (" + fmtPercent(share * 100) + " from the cache)";
+        text += " (" + percentText(share * 100) + " from the cache)";
     }
     return text + " · " + fmtTokens(totals.outputTokens) + " output · " +
            fmtTokens(totals.reasoningOutputTokens) + " reasoning";
@@ -80,8 +81,9 @@ Table usageTable(std::string_view title, const std::vector<UsageRow>& rows, std:
         largest = std::max(largest, row.tokens);
     for (std::size_t i = 0; i < std::min(shown, rows.size()); ++i) {
         const UsageRow& row = rows[i];
-        table.addRow({row.name, shareBar(share(row.tokens, largest), barWidth), fmtTokens(row.tokens),
-                      std::to_string(row.requests), std::to_string(row.sessions), costText(row.cost)});
+        table.addRow({printableName(row.name), shareBar(share(row.tokens, largest), barWidth),
+                      fmtTokens(row.tokens), std::to_string(row.requests), std::to_string(row.sessions),
+                      costText(row.cost)});
     }
     if (rows.size() > shown)
         table.addRow({"… and " + std::to_string(rows.size() - shown) + " " + std::string(rest)});

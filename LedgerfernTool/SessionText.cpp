@@ -27,12 +27,12 @@ std::string spanText(const SessionResult& session) {
 std::string header(const SessionResult& session, const std::string& name, const PriceTable& prices,
                    std::size_t width, const Palette& palette) {
     const UsageTotals& totals = session.totals;
-    std::string text = palette.paint(Tone::heading, isolated(elided(printable(name), width))) + "\n";
+    std::string text = palette.paint(Tone::heading, isolated(elided(printableName(name), width))) + "\n";
     const auto line = [&](const std::string& content) {
         text += wrapped(isolated(printable(content)), width, 2, 2);
     };
-    line(session.project + " · " + std::string(SessionKind::label(session)) + " · " +
-         session.model.value_or("unknown model"));
+    line(printableName(session.project) + " · " + std::string(SessionKind::label(session)) + " · " +
+         printableName(session.model.value_or("unknown model")));
     line(spanText(session));
     line(fmtTokens(totals.inputTokens) + " input · " + fmtTokens(totals.cachedInputTokens) +
          " cached input · " + fmtTokens(totals.outputTokens) + " output · " + fmtTokens(totals.totalTokens) +

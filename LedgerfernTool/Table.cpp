@@ -16,6 +16,7 @@ namespace {
 
 constexpr std::size_t gap = 2;
 constexpr std::size_t indent = 2;
+constexpr std::size_t mostWidth = 20;  // of a column that isn't flexible
 
 std::size_t totalWidth(const std::vector<std::size_t>& widths) {
     return std::accumulate(widths.begin(), widths.end(), widths.empty() ? 0 : gap * (widths.size() - 1));
@@ -49,6 +50,7 @@ std::size_t Table::naturalWidth(std::size_t column) const {
     std::size_t width = 0;
     for (const auto& row : rows_)
         width = std::max(width, displayWidth(row[column].text));
+    if (!columns_[column].leastWidth) width = std::min(width, mostWidth);
     return std::max(displayWidth(columns_[column].heading), width + (column == 0 ? indent : 0));
 }
 

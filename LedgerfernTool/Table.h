@@ -16,7 +16,7 @@ struct Column {
     std::string heading;
     Align align = Align::right;
     /// Where the room is short, the texts of the one column that has this are cut in the middle, down to so
-    /// many columns of the terminal.
+    /// many columns of the terminal. Those of the others are cut to 20 from the start.
     std::optional<std::size_t> leastWidth = std::nullopt;
     /// Where it is still short, columns are left out, the one with the smallest number first; those with 0
     /// stay.

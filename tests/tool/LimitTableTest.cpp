@@ -1,8 +1,12 @@
 #include "LimitTable.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <sstream>
+
 #include "CommandLine.h"
+#include "Foundation/UnicodeText.h"
 #include "tool/LogFolder.h"
 #include "tool/TextOutput.h"
 
@@ -48,6 +52,17 @@ TEST(LimitTable, showsAReadingOfAnySubset) {
               "Limits    window                used  resets  plan  as of\n"
               "  Codex   —                        —  —             —\n"
               "  Claude  5-hour  █████████▊     81%  —       max   2026-03-01 10:01\n");
+}
+
+TEST(LimitTable, staysATableWhateverALogSays) {
+    Aggregates aggregates;
+    for (const double used : {1e18, 1e300, -1e300}) {
+        aggregates.latestRateLimitsByTool[ToolKind::codex] = {used, INT64_MAX, 1772409600, "plus"};
+        std::istringstream lines(limitTable(aggregates, now)->text(80, Palette(false)));
+        for (std::string line; std::getline(lines, line);)
+            EXPECT_LE(displayWidth(line), 80u) << line;
+        EXPECT_THAT(lines.str(), testing::HasSubstr(used > 0 ? " >999%  2026-" : " <-99%  2026-"));
+    }
 }
 
 TEST(LimitsCommand, saysThatNoLimitIsKnown) {

@@ -29,6 +29,14 @@ TEST(PrintableText, keepsWhatIsHarmless) {
     EXPECT_EQ(printable(text), text);
 }
 
+TEST(PrintableText, showsADashForANameThatCannotBeSeen) {
+    for (const std::string name :
+         {"", " ", "\u200B", "\u200B\u2060\uFEFF", "\u202E", " \u00A0\u2003 ", "\u0301"})
+        EXPECT_EQ(printableName(name), "—") << testing::PrintToString(name);
+    EXPECT_EQ(printableName("a\u200B"), "a\u200B");
+    EXPECT_EQ(printableName("\a"), "\uFFFD");
+}
+
 TEST(PrintableText, elidesInTheMiddle) {
     EXPECT_EQ(elided("abcdefgh", 8), "abcdefgh");
     EXPECT_EQ(elided("abcdefgh", 7), "abc…fgh");

@@ -152,6 +152,17 @@ TEST(Report, fitsEveryTerminal) {
     }
 }
 
+TEST(Report, showsADashForANameThatCannotBeSeen) {
+    const LogFolder folder;
+    RolloutLog log;
+    log.meta("2026-03-01T10:00:00Z", "/p/\u200B").model(" \u2060");
+    log.tokens("2026-03-01T10:00:00Z", {1, 0, 1, 0, 2});
+    folder.write("sessions/a.jsonl", log.text());
+    const std::string text = report(folder);
+    EXPECT_THAT(text, HasSubstr("Projects                tokens  requests  sessions  cost\n  —       ██"));
+    EXPECT_THAT(text, HasSubstr("Models                tokens  requests  sessions  cost\n  —     ██"));
+}
+
 TEST(Report, neverLetsALogSpeakToTheTerminal) {
     const LogFolder folder;
     RolloutLog log;

@@ -116,6 +116,14 @@ TEST(Session, leavesOutATimeThatIsNotKnown) {
     EXPECT_THAT(headerOf(first, "2026-03-01T10:00:00Z"), HasSubstr("\n  until 2026-03-01 10:00\n"));
 }
 
+TEST(Session, showsADashForANameThatCannotBeSeen) {
+    const LogFolder folder;
+    RolloutLog log;
+    log.meta("2026-03-01T10:00:00Z", "/p/\u200B").user("\u2060").tokens("", {1, 0, 1, 0, 2});
+    EXPECT_THAT(session(folder, folder.write("a.jsonl", log.text())).out,
+                testing::StartsWith("—\n  — · Codex · unknown model\n"));
+}
+
 TEST(Session, neverLetsALogSpeakToTheTerminal) {
     const LogFolder folder;
     const std::string path = folder.write("a.jsonl", smallLog(R"(\u001b[2J\u202ehi)").text());

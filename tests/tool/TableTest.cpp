@@ -62,6 +62,14 @@ TEST(Table, leavesColumnsOutWhereItIsTooNarrow) {
               "  b          999\n");
 }
 
+TEST(Table, keepsItsColumnsWhateverIsWrittenInThem) {
+    Table table({{"Projects", Align::left, 8}, {"tokens"}, {"cost"}});
+    table.addRow({"web-app", "1.2M", "$1" + std::string(300, '0') + ".0k"});
+    EXPECT_EQ(table.text(80, noColor),
+              "Projects   tokens                  cost\n"
+              "  web-app    1.2M  $100000000…000000.0k\n");
+}
+
 TEST(Table, fitsEveryWidthThatLeavesItItsNumbers) {
     for (std::size_t width = 10; width < 100; ++width)
         EXPECT_LE(widest(projects("日本語 a project with a very long name").text(width, noColor)), width)
