@@ -1,12 +1,14 @@
 #include "SessionText.h"
 
 #include <algorithm>
+#include <set>
 
 #include "Analytics/CostEstimator.h"
 #include "Analytics/Formats.h"
 #include "Analytics/SessionNaming.h"
 #include "PrintableText.h"
 #include "Table.h"
+#include "UsageRecords/TSDate.h"
 #include "ValueText.h"
 
 namespace ledgerfern {
@@ -35,7 +37,8 @@ std::string header(const SessionResult& session, const std::string& name, const 
          printableName(session.model.value_or("unknown model")));
     line(spanText(session));
     line(fmtTokens(totals.inputTokens) + " input · " + fmtTokens(totals.cachedInputTokens) +
-         " cached input · " + fmtTokens(totals.outputTokens) + " output · " + fmtTokens(totals.totalTokens) +
+         " cached input · " + fmtTokens(totals.outputTokens) + " output · " +
+         fmtTokens(totals.reasoningOutputTokens) + " reasoning · " + fmtTokens(totals.totalTokens) +
          " total");
     std::string counts =
         std::to_string(session.requests.size()) + (session.requests.size() == 1 ? " request" : " requests");
@@ -57,33 +60,55 @@ bool hasOtherModels(const SessionResult& session) {
     return false;
 }
 
-/// The year stands in the session's header.
-std::string shortTimeText(std::optional<Instant> instant) {
+std::size_t firstShown(const SessionResult& session) {
+    const std::size_t count = session.requests.size();
+    return count - std::min(count, shownRequests);
+}
+
+/// True where the header tells the day of every request that is shown.
+bool isOfOneDay(const SessionResult& session) {
+    std::set<std::string> days;
+    const auto add = [&](std::optional<Instant> instant) {
+        if (instant) days.insert(TSDate::localDayKey(*instant));
+    };
+    add(session.started);
+    add(session.lastTs);
+    for (std::size_t i = firstShown(session); i < session.requests.size(); ++i)
+        add(session.requests[i].ts);
+    return days.size() <= 1;
+}
+
+/// Without the year, which stands in the session's header, and on wish without the day.
+std::string shortTimeText(std::optional<Instant> instant, bool hasDay) {
     const std::string text = timeText(instant);
-    return text.size() > 5 ? text.substr(5) : text;
+    return text == unknown ? text : text.substr(hasDay ? 5 : 11);
+}
+
+/// Where the room is short, input and output stay longest beside the cost or, where there is none, the total.
+Table emptyRequestTable(bool hasCost) {
+    return Table({{"Requests", Align::left},
+                  {"input", Align::right, std::nullopt, 7},
+                  {"cached", Align::right, std::nullopt, 5},
+                  {"output", Align::right, std::nullopt, 6},
+                  {"reasoning", Align::right, std::nullopt, 3},
+                  {"total", Align::right, std::nullopt, hasCost ? 4 : 0},
+                  {"cost"},
+                  {"model", Align::left, std::nullopt, 1},
+                  {"added most", Align::left, 10, 2}});
 }
 
 Table requestTable(const SessionResult& session, const PriceTable& prices) {
-    Table table({{"Requests", Align::left},
-                 {"input", Align::right, std::nullopt, 5},
-                 {"cached", Align::right, std::nullopt, 4},
-                 {"output", Align::right, std::nullopt, 6},
-                 {"reasoning", Align::right, std::nullopt, 2},
-                 {"total"},
-                 {"cost", Align::right, std::nullopt, 3},
-                 {"model", Align::left, std::nullopt, 1},
-                 {"largest addition", Align::left, 16}});
     const auto price = prices.priceFor(session.model);
-    const bool showsModels = hasOtherModels(session);
-    const std::size_t count = session.requests.size();
-    for (std::size_t i = count - std::min(count, shownRequests); i < count; ++i) {
+    const bool hasDays = !isOfOneDay(session), hasModels = hasOtherModels(session);
+    Table table = emptyRequestTable(price.has_value());
+    for (std::size_t i = firstShown(session); i < session.requests.size(); ++i) {
         const RequestDelta request = session.requests[i];
         const UsageTotals& tokens = request.d;
-        table.addRow({shortTimeText(request.ts), fmtTokens(tokens.inputTokens),
+        table.addRow({shortTimeText(request.ts, hasDays), fmtTokens(tokens.inputTokens),
                       fmtTokens(tokens.cachedInputTokens), fmtTokens(tokens.outputTokens),
                       fmtTokens(tokens.reasoningOutputTokens), fmtTokens(tokens.totalTokens),
                       price ? CostEstimator::fmtUSD(CostEstimator::cost(tokens, price)) : "",
-                      showsModels ? std::string(request.model.value_or("—")) : "",
+                      hasModels ? std::string(request.model.value_or("—")) : "",
                       std::string(request.dominant.value_or("—"))});
     }
     return table;

@@ -45,15 +45,15 @@ TEST(Session, showsItsFiguresAndRequests) {
               "Fix the login page\n"
               "  web-app · Codex · gpt-5\n"
               "  2026-03-01 10:00 to 2026-03-01 10:02\n"
-              "  3.0K input · 1.4K cached input · 150 output · 3.1K total\n"
+              "  3.0K input · 1.4K cached input · 150 output · 30 reasoning · 3.1K total\n"
               "  2 requests · $0.0040 at list prices\n"
               "  " +
                   path +
                   "\n"
                   "\n"
-                  "Requests       input  cached  output  reasoning  total     cost  largest addition\n"
-                  "  03-01 10:01   1.0K     400      50         10   1.1K  $0.0014  user messages\n"
-                  "  03-01 10:02   2.0K    1.0K     100         20   2.1K  $0.0026  —\n");
+                  "Requests  input  cached  output  reasoning  total     cost  added most\n"
+                  "  10:01    1.0K     400      50         10   1.1K  $0.0014  user messages\n"
+                  "  10:02    2.0K    1.0K     100         20   2.1K  $0.0026  —\n");
 }
 
 TEST(Session, countsWhatItsEndHoldsOpen) {
@@ -75,7 +75,7 @@ TEST(Session, showsTheLast400Requests) {
     const std::string rows = out.substr(out.find("Requests"));
     EXPECT_EQ(std::count(rows.begin(), rows.end(), '\n'), 401);
     // Request i took i tokens.
-    EXPECT_THAT(rows.substr(rows.find('\n') + 1), testing::StartsWith("  03-01 10:00    101 "));
+    EXPECT_THAT(rows.substr(rows.find('\n') + 1), testing::StartsWith("  10:00     101 "));
     EXPECT_THAT(rows, HasSubstr("    500 "));
 }
 
@@ -84,8 +84,39 @@ TEST(Session, showsTheModelsWhereTheyDiffer) {
     RolloutLog log = smallLog("x");
     log.model("gpt-5-mini").tokens("2026-03-01T10:03:00Z", {4000, 1400, 150, 30, 4150});
     const std::string out = session(folder, folder.write("a.jsonl", log.text()), 200).out;
-    EXPECT_THAT(out, HasSubstr("  model       largest addition\n"));
+    EXPECT_THAT(out, HasSubstr("  model       added most\n"));
     EXPECT_THAT(out, HasSubstr("  gpt-5-mini  —\n"));
+}
+
+/// Requests of two days whose figures take as many columns as figures do.
+std::string wideTable(std::size_t columns, const std::string& model) {
+    const LogFolder folder;
+    RolloutLog log;
+    log.meta("2026-03-01T10:00:00Z", "/p/a").model(model).user("x");
+    log.tokens("2026-03-01T10:01:00Z", {139400, 138600, 100454, 100218, 239854})
+        .tokens("2026-03-02T10:02:00Z", {139401, 138600, 100455, 100219, 239856});
+    const std::string out = session(folder, folder.write("a.jsonl", log.text()), columns).out;
+    return out.substr(out.find("Requests"));
+}
+
+TEST(Session, keepsAllFiguresInEightyColumns) {
+    EXPECT_EQ(wideTable(80, "gpt-5"),
+              "Requests        input  cached  output  reasoning   total     cost  added most\n"
+              "  03-01 10:01  139.4K  138.6K  100.5K     100.2K  239.9K    $2.03  user messages\n"
+              "  03-02 10:02       1       0       1          1       2  $0.0000  —\n");
+    EXPECT_EQ(wideTable(66, "gpt-5").substr(0, 66),
+              "Requests        input  cached  output  reasoning   total     cost\n");
+}
+
+TEST(Session, keepsInputOutputAndCostInFortyColumns) {
+    EXPECT_EQ(wideTable(40, "gpt-5"),
+              "Requests        input  output     cost\n"
+              "  03-01 10:01  139.4K  100.5K    $2.03\n"
+              "  03-02 10:02       1       1  $0.0000\n");
+    EXPECT_EQ(wideTable(40, "other"),
+              "Requests        input  output   total\n"
+              "  03-01 10:01  139.4K  100.5K  239.9K\n"
+              "  03-02 10:02       1       1       2\n");
 }
 
 TEST(Session, fitsNarrowTerminals) {
