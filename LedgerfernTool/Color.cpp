@@ -8,6 +8,8 @@ std::string_view sequence(Tone tone) {
     switch (tone) {
         case Tone::plain:
             return "";
+        case Tone::past:
+            return "\x1b[2m";
         case Tone::heading:
             return "\x1b[1m";
         case Tone::notice:

@@ -6,7 +6,7 @@
 namespace ledgerfern {
 
 /// What a piece of text is to be seen as.
-enum class Tone { plain, heading, notice, alarm };
+enum class Tone { plain, past, heading, notice, alarm };
 
 /// Colours text by ANSI sequences where colour is on; otherwise it stays as it is.
 class Palette {

@@ -19,25 +19,43 @@ std::string unitText(std::int64_t count, std::string_view unit) {
     return std::to_string(count) + " " + std::string(unit);
 }
 
-std::string spanText(std::int64_t minutes) {
+/// In its largest units, of which there are at most two where `isShort` isn't set.
+std::string spanText(std::int64_t minutes, bool isShort) {
     const std::int64_t days = minutes / 1440, hours = minutes / 60 % 24, rest = minutes % 60;
-    if (days > 0) return unitText(days, "d") + (hours > 0 ? " " + unitText(hours, "h") : "");
-    if (hours > 0) return unitText(hours, "h") + (rest > 0 ? " " + unitText(rest, "min") : "");
-    return unitText(rest, "min");
+    const auto text = [&](std::int64_t count, std::string_view unit, std::int64_t more,
+                          std::string_view next) {
+        return unitText(count, unit) + (more > 0 && !isShort ? " " + unitText(more, next) : "");
+    };
+    if (days > 0) return text(days, "d", hours, "h");
+    return hours > 0 ? text(hours, "h", rest, "min") : unitText(rest, "min");
+}
+
+/// Absent where it isn't known, or outside the calendar.
+std::optional<Instant> resetOf(const RateLimitInfo& info) {
+    if (!info.resetsAt) return std::nullopt;
+    const auto reset = static_cast<Instant>(*info.resetsAt);
+    return TSDate::isWithinCalendar(reset) ? std::optional(reset) : std::nullopt;
+}
+
+/// The bar and the text of what is used.
+std::pair<Cell, Cell> usedCells(std::optional<double> used, bool isPast) {
+    if (!used) return {"", "—"};
+    if (isPast) return {"", {"was " + percentText(*used), Tone::past}};
+    const Tone tone = limitTone(*used);
+    return {{shareBar(*used / 100, barWidth), tone}, {percentText(*used), tone}};
 }
 
 std::vector<Cell> limitRow(ToolKind tool, const RateLimitInfo& info, std::optional<Instant> asOf,
                            Instant now) {
-    const double used = info.usedPercent.value_or(0);
-    const Tone tone = limitTone(used);
-    std::optional<Instant> reset;
-    if (info.resetsAt) reset = static_cast<double>(*info.resetsAt);
+    const auto reset = resetOf(info);
+    const bool isPast = reset && *reset <= now;
+    const auto [bar, used] = usedCells(info.usedPercent, isPast);
     return {toolName(tool),
             windowText(info.windowMinutes),
-            {shareBar(used / 100, barWidth), tone},
-            {info.usedPercent ? percentText(used) : "—", tone},
-            timeText(reset),
-            reset ? distanceText(*reset, now) : "",
+            bar,
+            used,
+            {reset ? resetText(*reset, now) : "—", isPast ? Tone::past : Tone::plain},
+            reset ? timeText(reset) : "",
             info.planType.value_or(""),
             timeText(asOf)};
 }
@@ -53,11 +71,10 @@ std::string windowText(std::optional<std::int64_t> minutes) {
     return std::to_string(*minutes) + "-minute";
 }
 
-std::string distanceText(Instant instant, Instant now) {
-    if (!TSDate::isWithinCalendar(instant) || !TSDate::isWithinCalendar(now)) return "";
-    const auto minutes = static_cast<std::int64_t>(std::abs(instant - now) / 60);
-    if (minutes == 0) return "now";
-    return instant > now ? "in " + spanText(minutes) : spanText(minutes) + " ago";
+std::string resetText(Instant reset, Instant now) {
+    const auto minutes = static_cast<std::int64_t>(std::abs(reset - now) / 60);
+    if (reset > now) return minutes > 0 ? "in " + spanText(minutes, false) : "now";
+    return minutes > 0 ? "reset " + spanText(minutes, true) + " ago" : "reset just now";
 }
 
 std::optional<Table> limitTable(const Aggregates& aggregates, Instant now) {
@@ -65,10 +82,10 @@ std::optional<Table> limitTable(const Aggregates& aggregates, Instant now) {
                  {"window", Align::left, std::nullopt, 5},
                  {"", Align::left, std::nullopt, 1},
                  {"used", Align::right},
-                 {"resets", Align::left, std::nullopt, 6},
-                 {"", Align::left, std::nullopt, 4},
-                 {"plan", Align::left, 8, 2},
-                 {"as of", Align::left, std::nullopt, 3}});
+                 {"resets", Align::left},
+                 {"", Align::left, std::nullopt, 2},
+                 {"plan", Align::left, 8, 3},
+                 {"as of", Align::left, std::nullopt, 4}});
     for (const auto& [tool, info] : aggregates.latestRateLimitsByTool) {
         const auto asOf = aggregates.latestRateLimitsAsOf.find(tool);
         const bool isDated = asOf != aggregates.latestRateLimitsAsOf.end();

@@ -25,16 +25,52 @@ TEST(LimitTable, namesWindowsByTheirLength) {
     EXPECT_EQ(windowText(-10080), "—");
 }
 
-TEST(LimitTable, tellsDistancesInTheirTwoLargestUnits) {
-    EXPECT_EQ(distanceText(now + 3 * 86400 + 4 * 3600 + 59 * 60, now), "in 3 d 4 h");
-    EXPECT_EQ(distanceText(now + 3 * 86400, now), "in 3 d");
-    EXPECT_EQ(distanceText(now + 3661, now), "in 1 h 1 min");
-    EXPECT_EQ(distanceText(now + 7200, now), "in 2 h");
-    EXPECT_EQ(distanceText(now + 60, now), "in 1 min");
-    EXPECT_EQ(distanceText(now + 59, now), "now");
-    EXPECT_EQ(distanceText(now - 59, now), "now");
-    EXPECT_EQ(distanceText(now - 7200, now), "2 h ago");
-    EXPECT_EQ(distanceText(9.2e18, now), "");
+TEST(LimitTable, tellsInTwoUnitsWhenAWindowResets) {
+    EXPECT_EQ(resetText(now + 3 * 86400 + 4 * 3600 + 59 * 60, now), "in 3 d 4 h");
+    EXPECT_EQ(resetText(now + 3 * 86400, now), "in 3 d");
+    EXPECT_EQ(resetText(now + 3661, now), "in 1 h 1 min");
+    EXPECT_EQ(resetText(now + 7200, now), "in 2 h");
+    EXPECT_EQ(resetText(now + 60, now), "in 1 min");
+    EXPECT_EQ(resetText(now + 59, now), "now");
+}
+
+TEST(LimitTable, tellsInOneUnitWhenAWindowHasReset) {
+    EXPECT_EQ(resetText(now, now), "reset just now");
+    EXPECT_EQ(resetText(now - 59, now), "reset just now");
+    EXPECT_EQ(resetText(now - 60, now), "reset 1 min ago");
+    EXPECT_EQ(resetText(now - 7200 - 60, now), "reset 2 h ago");
+    EXPECT_EQ(resetText(now - 124 * 86400 + 1, now), "reset 123 d ago");
+}
+
+/// The table of one reading of 97 % in a week that resets then.
+std::string nearlyFull(std::int64_t resetsAt, std::size_t columns, bool isColoured) {
+    Aggregates aggregates;
+    aggregates.latestRateLimitsByTool[ToolKind::codex] = {97.0, 10080, resetsAt, "plus"};
+    aggregates.latestRateLimitsAsOf[ToolKind::codex] = now - 7200;
+    return limitTable(aggregates, now)->text(columns, Palette(isColoured));
+}
+
+TEST(LimitTable, showsAWindowThatHasResetAsPast) {
+    const auto reset = static_cast<std::int64_t>(now) - 3600;
+    EXPECT_EQ(nearlyFull(reset, 100, false),
+              "Limits   window     used  resets                           plan  as of\n"
+              "  Codex  weekly  was 97%  reset 1 h ago  2026-03-01 09:02  plus  2026-03-01 08:02\n");
+    EXPECT_EQ(nearlyFull(reset, 80, false),
+              "Limits   window     used  resets         plan  as of\n"
+              "  Codex  weekly  was 97%  reset 1 h ago  plus  2026-03-01 08:02\n");
+    EXPECT_EQ(nearlyFull(reset, 40, false),
+              "Limits   window     used  resets\n"
+              "  Codex  weekly  was 97%  reset 1 h ago\n");
+}
+
+TEST(LimitTable, alarmsOfAFullWindowUntilItsReset) {
+    const std::string alarm = "\x1b[31m97%\x1b[0m", past = "\x1b[2mwas 97%\x1b[0m";
+    const auto second = static_cast<std::int64_t>(now);
+    EXPECT_THAT(nearlyFull(second + 1, 80, true), testing::HasSubstr(alarm));
+    EXPECT_THAT(nearlyFull(second, 80, true), testing::HasSubstr(past));
+    EXPECT_THAT(nearlyFull(second, 80, true), testing::Not(testing::HasSubstr("\x1b[31m")));
+    // What lies outside the calendar was never a reset.
+    EXPECT_THAT(nearlyFull(INT64_MIN, 80, true), testing::HasSubstr(alarm));
 }
 
 TEST(LimitTable, isAbsentWithoutAReading) {
@@ -61,7 +97,7 @@ TEST(LimitTable, staysATableWhateverALogSays) {
         std::istringstream lines(limitTable(aggregates, now)->text(80, Palette(false)));
         for (std::string line; std::getline(lines, line);)
             EXPECT_LE(displayWidth(line), 80u) << line;
-        EXPECT_THAT(lines.str(), testing::HasSubstr(used > 0 ? " >999%  2026-" : " <-99%  2026-"));
+        EXPECT_THAT(lines.str(), testing::HasSubstr(used > 0 ? " >999%  in 13 h" : " <-99%  in 13 h"));
     }
 }
 
@@ -83,7 +119,7 @@ TEST(LimitsCommand, tellsUsedResetAndAge) {
     EXPECT_EQ(runCommandLine({"limits", "--codex", folder.path(), "--now", "1772359320"}, text.console), 0);
     EXPECT_EQ(text.out.text(),
               "Limits   window  used  resets                            as of\n"
-              "  Codex  weekly   43%  2026-03-02 00:00  in 13 h 58 min  2026-03-01 10:01\n");
+              "  Codex  weekly   43%  in 13 h 58 min  2026-03-02 00:00  2026-03-01 10:01\n");
 }
 
 TEST(LimitsCommand, fitsFortyColumns) {
@@ -99,7 +135,7 @@ TEST(LimitsCommand, fitsFortyColumns) {
               0);
     EXPECT_EQ(text.out.text(),
               "Limits   window  used  resets\n"
-              "  Codex  weekly   43%  2026-03-02 00:00\n");
+              "  Codex  weekly   43%  in 13 h 58 min\n");
 }
 
 }  // namespace

@@ -151,7 +151,7 @@ TEST_F(Process, failsWhereTheDiskIsFull) {
 }
 
 TEST_F(Process, coloursOnATerminalUnlessItIsAskedNotTo) {
-    ToolRun run = tool({});
+    ToolRun run = tool({"--now", "1772359320"});
     EXPECT_THAT(runTool(run).out, Not(HasSubstr("\x1b")));
     run.outColumns = 80;
     EXPECT_THAT(runTool(run).out, HasSubstr("\x1b[31m96%\x1b[0m"));
@@ -169,7 +169,7 @@ TEST_F(Process, coloursAPipeWhereItIsAskedTo) {
 
 TEST_F(Process, fitsTheTerminalWhateverColumnsSays) {
     for (const auto columns : std::array<unsigned short, 2>{40, 200}) {
-        ToolRun run = tool({"--color", "never"});
+        ToolRun run = tool({"--color", "never", "--now", "1772359320"});
         run.outColumns = columns;
         run.environment["COLUMNS"] = "20";
         std::size_t widest = 0;

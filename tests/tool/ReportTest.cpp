@@ -50,7 +50,7 @@ TEST(Report, tellsLimitsTodayTotalsProjectsModelsAndDays) {
         "Ledgerfern · 2026-03-01 10:02\n"
         "\n"
         "Limits   window                used  resets                            plan  as of\n"
-        "  Codex  weekly  ███████████▌   96%  2026-03-02 00:00  in 13 h 58 min  plus  2026-03-01 10:01\n"
+        "  Codex  weekly  ███████████▌   96%  in 13 h 58 min  2026-03-02 00:00  plus  2026-03-01 10:01\n"
         "\n"
         "Today\n"
         "  1.0M tokens · 1 request · 90¢ at list prices\n"
