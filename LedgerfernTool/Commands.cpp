@@ -5,7 +5,7 @@ namespace ledgerfern {
 const std::vector<Command>& commands() {
     static const std::vector<Command> all = {
         {{"report", {}, ""},
-         "Limits, today, and all usage by project, by model and by day",
+         "Limits, today, and all usage by project, by model, by agent and by day",
          "ledgerfern-cli report --codex ~/backup/.codex/sessions",
          runReport},
         {{"limits", {}, ""},

@@ -28,7 +28,10 @@ public:
     void sentence(std::string_view sentence, std::size_t indent = 2) {
         text_ += wrapped(sentence, width_, indent);
     }
-    void table(const Table& table) { text_ += "\n" + table.text(width_, palette_); }
+    /// One without rows is left out.
+    void table(const Table& table) {
+        if (!table.isEmpty()) text_ += "\n" + table.text(width_, palette_);
+    }
     void title(std::string_view title) { text_ += palette_.paint(Tone::heading, title) + "\n"; }
     const std::string& text() const { return text_; }
 
@@ -155,7 +158,8 @@ std::string reportText(const Scan& scan, const PriceTable& prices, std::size_t w
     addTotals(report, scan, usage);
     report.table(usageTable("Projects", usage.projects, shownNames, "more"));
     report.table(usageTable("Models", usage.models, shownNames, "more"));
-    if (!usage.days.empty()) report.table(usageTable("Days", usage.days, shownDays, "earlier"));
+    if (usage.agents.size() > 1) report.table(usageTable("Agents", usage.agents, shownNames, "more"));
+    report.table(usageTable("Days", usage.days, shownDays, "earlier"));
     addNotes(report, scan.snapshot);
     return report.text();
 }

@@ -60,6 +60,10 @@ void addTotals(const SessionResult& session, const std::optional<ModelPrice>& pr
     sum.addCost(session.totals, price);
 }
 
+std::string_view agentName(ToolKind tool) {
+    return tool == ToolKind::codex ? "Codex" : "Claude Code";
+}
+
 std::vector<UsageRow> mostTokensFirst(const Sums& sums) {
     std::vector<UsageRow> rows;
     for (const auto& [name, sum] : sums)
@@ -75,12 +79,13 @@ std::vector<UsageRow> mostTokensFirst(const Sums& sums) {
 UsageSummary summarise(const Snapshot& snapshot, const PriceTable& prices, Instant now) {
     UsageSummary summary;
     Sum all;
-    Sums projects, models, days;
+    Sums projects, models, agents, days;
     for (const SessionPointer& session : snapshot.sessions) {
         const auto price = prices.priceFor(session->model);
         if (!price) ++summary.unpricedSessions;
         addTotals(*session, price, all);
         addTotals(*session, price, sumOf(projects, session->project));
+        addTotals(*session, price, sumOf(agents, agentName(session->tool)));
         addRequests(*session, price, days, models);
     }
     for (auto& [name, sum] : models)
@@ -92,6 +97,7 @@ UsageSummary summarise(const Snapshot& snapshot, const PriceTable& prices, Insta
     summary.today = (todaysSum != days.end() ? todaysSum->second : Sum{}).row(today);
     summary.projects = mostTokensFirst(projects);
     summary.models = mostTokensFirst(models);
+    summary.agents = mostTokensFirst(agents);
     for (const auto& [day, sum] : days)
         summary.days.push_back(sum.row(day));
     std::reverse(summary.days.begin(), summary.days.end());

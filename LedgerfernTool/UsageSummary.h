@@ -10,7 +10,7 @@
 
 namespace ledgerfern {
 
-/// What one project, model or day took.
+/// What one project, model, agent or day took.
 struct UsageRow {
     std::string name;
     std::int64_t tokens = 0;
@@ -28,6 +28,7 @@ struct UsageSummary {
     std::int64_t unpricedSessions = 0;  ///< Sessions whose model has no price.
     std::vector<UsageRow> projects;     ///< By the sessions' totals, most tokens first.
     std::vector<UsageRow> models;       ///< Requests by the model that served them, most tokens first.
+    std::vector<UsageRow> agents;       ///< By the sessions' totals, most tokens first.
     std::vector<UsageRow>
         days;  ///< Requests by local day, the latest first; those without a time aren't there.
 };

@@ -5,6 +5,7 @@
 
 #include "CommandLine.h"
 #include "Foundation/UnicodeText.h"
+#include "ReportText.h"
 #include "Scan.h"
 #include "UsageSummary.h"
 #include "tool/LogFolder.h"
@@ -206,6 +207,36 @@ TEST(UsageSummary, countsARequestAtItsOwnModelAndLocalDay) {
     EXPECT_DOUBLE_EQ(*usage.days[1].cost, 0.00025);
     EXPECT_EQ(usage.today, usage.days[0]);
     EXPECT_EQ(usage.all.tokens, 3500);
+}
+
+SessionPointer sessionOf(ToolKind tool, std::int64_t tokens) {
+    SessionResult session;
+    session.path = std::string(rawValue(tool)) + std::to_string(tokens);
+    session.tool = tool;
+    session.model = tool == ToolKind::codex ? "gpt-5" : "claude-opus-5";
+    session.totals.inputTokens = session.totals.totalTokens = tokens;
+    return std::make_shared<const SessionResult>(session);
+}
+
+TEST(Report, showsAgentsWhereThereAreSeveral) {
+    Scan scan;
+    scan.snapshot.sessions = {sessionOf(ToolKind::codex, 1000), sessionOf(ToolKind::codex, 3000)};
+    EXPECT_THAT(reportText(scan, builtInPrices(), 80, Palette(false)), Not(HasSubstr("Agents")));
+    scan.snapshot.sessions.push_back(sessionOf(ToolKind::claudeCode, 8000));
+    EXPECT_THAT(reportText(scan, builtInPrices(), 80, Palette(false)),
+                HasSubstr("\n"
+                          "Agents                       tokens  requests  sessions     cost\n"
+                          "  Claude Code  ████████████    8.0K         0         1       4¢\n"
+                          "  Codex        ██████          4.0K         0         2  $0.0050\n"));
+}
+
+TEST(Report, leavesOutTablesWithoutRows) {
+    Scan scan;
+    scan.snapshot.sessions = {sessionOf(ToolKind::codex, 1000)};  // of no request that is finished
+    const std::string text = reportText(scan, builtInPrices(), 80, Palette(false));
+    EXPECT_THAT(text, HasSubstr("\nProjects "));
+    EXPECT_THAT(text, Not(HasSubstr("\nModels")));
+    EXPECT_THAT(text, Not(HasSubstr("\nDays")));
 }
 
 TEST(UsageSummary, putsEqualRowsInOrderOfTheirNames) {
