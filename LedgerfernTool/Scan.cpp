@@ -1,5 +1,6 @@
 #include "Scan.h"
 
+#include <algorithm>
 #include <filesystem>
 
 #include "Analytics/CostEstimator.h"
@@ -18,13 +19,16 @@ bool isFolder(const std::string& path) {
     return std::filesystem::is_directory(path, error);
 }
 
+/// Each once, however often and in whatever spelling it is given.
 std::vector<ToolRoot> rootsFor(const Options& options, Console& console) {
     if (options.codexRoots.empty()) return ToolRoot::defaults();
     std::vector<ToolRoot> roots;
     for (const std::string& given : options.codexRoots) {
-        roots.push_back({lexicallyAbsolute(given), ToolKind::codex});
-        if (!isFolder(roots.back().path))
-            console.warn("there is no folder " + inQuotes(given) + "; it adds no logs");
+        const std::string path = lexicallyAbsolute(given);
+        if (std::any_of(roots.begin(), roots.end(), [&](const ToolRoot& root) { return root.path == path; }))
+            continue;
+        roots.push_back({path, ToolKind::codex});
+        if (!isFolder(path)) console.warn("there is no folder " + inQuotes(given) + "; it adds no logs");
     }
     return roots;
 }

@@ -134,6 +134,25 @@ TEST(Report, showsTenProjectsOfManyAndFourteenDays) {
     EXPECT_THAT(text, HasSubstr("  … and 6 earlier\n"));
 }
 
+TEST(Report, countsAFolderOnceHoweverItIsGiven) {
+    const LogFolder folder;
+    writeTwoProjects(folder);
+    const std::string root = folder.path("sessions");
+    const std::string once = report(folder);
+    EXPECT_THAT(once, HasSubstr("  2 sessions in 2 log files "));
+    for (const std::string& other :
+         {root, root + "/", root + "/./", root + "/a/..", folder.path() + "//sessions"})
+        EXPECT_EQ(report(folder, std::nullopt, {"--codex", other}), once) << other;
+}
+
+TEST(Report, tellsOnceThatAFolderIsNotThere) {
+    const LogFolder folder;
+    TextConsole text;
+    const std::string root = folder.path("nowhere");
+    EXPECT_EQ(runCommandLine({"--codex", root, "--codex", root + "/"}, text.console), 0);
+    EXPECT_EQ(text.err.text(), "ledgerfern-cli: there is no folder “" + root + "”; it adds no logs\n");
+}
+
 TEST(Report, fitsEveryTerminal) {
     const LogFolder folder;
     writeTwoProjects(folder);
