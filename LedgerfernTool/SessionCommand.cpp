@@ -9,7 +9,7 @@ namespace ledgerfern {
 
 int runSession(const Options& options, Console& console) {
     const Scan scan = scanRoots(options, console);
-    const auto found = findSession(scan.snapshot, options.session);
+    const auto found = findSession(scan.snapshot, scan.folders, options.session);
     if (const auto* none = std::get_if<NoSession>(&found))
         return console.fail(ExitStatus::failed, none->sentence);
     const auto session = scan.engine->fullResult(std::get<std::string>(found));

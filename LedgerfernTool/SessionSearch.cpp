@@ -1,5 +1,7 @@
 #include "SessionSearch.h"
 
+#include <algorithm>
+#include <filesystem>
 #include <functional>
 #include <vector>
 
@@ -8,6 +10,8 @@
 #include "Quoted.h"
 
 namespace ledgerfern {
+
+namespace fs = std::filesystem;
 
 namespace {
 
@@ -36,13 +40,45 @@ NoSession ambiguous(const std::string& text, const std::vector<const Candidate*>
             (sameId ? "the path" : "more of the id, or the path")};
 }
 
+bool isFile(const std::string& path) {
+    std::error_code error;
+    return fs::is_regular_file(path, error);
+}
+
+bool isSameFile(const std::string& a, const std::string& b) {
+    std::error_code error;
+    return fs::equivalent(a, b, error);
+}
+
+/// Where links lead to is looked at.
+bool isBelow(const std::string& path, const std::string& folder) {
+    std::error_code error;
+    const fs::path inner = fs::canonical(path, error), outer = fs::canonical(folder, error);
+    return !error &&
+           std::mismatch(outer.begin(), outer.end(), inner.begin(), inner.end()).first == outer.end();
+}
+
+NoSession none(const std::string& text, const std::string& path, const std::vector<std::string>& folders) {
+    if (!isFile(path))
+        return {"there is no session " + inQuotes(text) +
+                "; give the path of its log, or its id or a part of it"};
+    if (std::any_of(folders.begin(), folders.end(), [&](const std::string& f) { return isBelow(path, f); }))
+        return {"the file " + inQuotes(text) + " holds no usage; give the path of a session's log"};
+    return {"the file " + inQuotes(text) +
+            " lies outside the folders that are read; name its folder with --codex"};
+}
+
 }  // namespace
 
-std::variant<std::string, NoSession> findSession(const Snapshot& snapshot, const std::string& pathOrID) {
+std::variant<std::string, NoSession> findSession(const Snapshot& snapshot,
+                                                 const std::vector<std::string>& folders,
+                                                 const std::string& pathOrID) {
     const std::string& text = pathOrID;
     const std::string path = lexicallyAbsolute(text);
     const std::vector<std::function<bool(const Candidate&)>> tests = {
-        [&](const Candidate& c) { return c.path == path; }, [&](const Candidate& c) { return c.id == text; },
+        [&](const Candidate& c) { return c.path == path; },
+        [&, isFound = isFile(path)](const Candidate& c) { return isFound && isSameFile(c.path, path); },
+        [&](const Candidate& c) { return c.id == text; },
         [&](const Candidate& c) { return c.id.starts_with(text) || c.fileName.starts_with(text); },
         [&](const Candidate& c) {
             return c.id.find(text) != std::string::npos || c.fileName.find(text) != std::string::npos;
@@ -55,8 +91,7 @@ std::variant<std::string, NoSession> findSession(const Snapshot& snapshot, const
         if (found.size() == 1) return found.front()->path;
         if (found.size() > 1) return ambiguous(text, found);
     }
-    return NoSession{"there is no session " + inQuotes(text) +
-                     "; give the path of its log, or its id or a part of it"};
+    return none(text, path, folders);
 }
 
 }  // namespace ledgerfern

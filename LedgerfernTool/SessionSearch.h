@@ -2,6 +2,7 @@
 
 #include <string>
 #include <variant>
+#include <vector>
 
 #include "Analytics/Snapshot.h"
 
@@ -14,8 +15,11 @@ struct NoSession {
 
 /// The path of the session that a path or an id means.
 ///
-/// In this order: the path, made absolute; the whole id; the start of an id or of a log's file name; any part
-/// of one. A text that means several sessions at its first match is ambiguous.
-std::variant<std::string, NoSession> findSession(const Snapshot& snapshot, const std::string& pathOrID);
+/// In this order: the path, made absolute; another path of the same file; the whole id; the start of an id or
+/// of a log's file name; any part of one. A text that means several sessions at its first match is ambiguous.
+/// `folders` are those that the snapshot was read from.
+std::variant<std::string, NoSession> findSession(const Snapshot& snapshot,
+                                                 const std::vector<std::string>& folders,
+                                                 const std::string& pathOrID);
 
 }  // namespace ledgerfern

@@ -175,7 +175,7 @@ protected:
         }
     }
     std::string found(const std::string& text) const {
-        const auto result = findSession(snapshot, text);
+        const auto result = findSession(snapshot, {}, text);
         const auto* path = std::get_if<std::string>(&result);
         return path ? *path : std::get<NoSession>(result).sentence;
     }
@@ -229,6 +229,30 @@ TEST(SessionCommand, failsWithOneLineWhereThereIsNone) {
     EXPECT_EQ(
         outcome.err,
         "ledgerfern-cli: there is no session “zzz”; give the path of its log, or its id or a part of it\n");
+}
+
+TEST(SessionCommand, saysThatALogLiesOutsideTheFolders) {
+    const LogFolder folder, other;
+    folder.write("a.jsonl", smallLog("x").text());
+    const std::string path = other.write("b.jsonl", smallLog("y").text());
+    const Outcome outcome = session(folder, path);
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.err, "ledgerfern-cli: the file “" + path +
+                               "” lies outside the folders that are read; name its folder with --codex\n");
+}
+
+TEST(SessionCommand, saysThatAFileHoldsNoUsage) {
+    const LogFolder folder;
+    const std::string path = folder.write("empty.jsonl", "");
+    EXPECT_EQ(session(folder, path).err,
+              "ledgerfern-cli: the file “" + path + "” holds no usage; give the path of a session's log\n");
+}
+
+TEST(SessionCommand, findsALogByAnotherPathOfIt) {
+    const LogFolder folder, other;
+    folder.write("a.jsonl", smallLog("Fix the login page").text());
+    std::filesystem::create_directory_symlink(folder.path(), other.path("link"));
+    EXPECT_THAT(session(folder, other.path("link/a.jsonl")).out, testing::StartsWith("Fix the login page\n"));
 }
 
 }  // namespace
