@@ -1,6 +1,5 @@
 #include "CommandLine.h"
 
-#include <algorithm>
 #include <optional>
 #include <variant>
 
@@ -12,28 +11,30 @@ namespace ledgerfern {
 
 namespace {
 
-/// True where an option of that name takes the next argument for its value.
-bool takesNext(std::string_view argument) {
-    const auto& options = commonOptions();
-    return std::any_of(options.begin(), options.end(),
-                       [argument](const OptionText& o) { return o.name == argument && !o.value.empty(); });
+/// The option of that name, which some command knows; absent (null) where none does.
+const OptionText* findOption(std::string_view name) {
+    for (const Command& command : commands())
+        for (const auto* options : {&command.usage.ownOptions, &commonOptions()})
+            for (const OptionText& option : *options)
+                if (option.name == name) return &option;
+    return nullptr;
 }
 
-bool isCommonOption(std::string_view argument) {
-    const std::string_view name = argument.substr(0, argument.find('='));
-    const auto& options = commonOptions();
-    return name == "-h" || std::any_of(options.begin(), options.end(),
-                                       [name](const OptionText& o) { return o.name == name; });
-}
-
-/// Where the command stands: the first argument that is neither an option nor an option's value. Absent where
-/// there is none, or an option before it isn't one of those that every command knows.
+/// Where the command stands: the first argument that is neither an option nor an option's value. Behind an
+/// option that no command knows, which may have a value, only a command's name is taken for one. Absent where
+/// there is none.
 std::optional<std::size_t> commandPlace(const std::vector<std::string>& arguments) {
-    for (std::size_t i = 0; i < arguments.size(); ++i) {
-        const std::string& argument = arguments[i];
-        if (!argument.starts_with('-')) return i;
-        if (!isCommonOption(argument)) return std::nullopt;
-        if (takesNext(argument)) ++i;
+    bool isSure = true;
+    for (std::size_t i = 0; i < arguments.size() && arguments[i] != "--"; ++i) {
+        const std::string_view argument = arguments[i];
+        if (!argument.starts_with('-')) {
+            if (isSure || findCommand(argument)) return i;
+            continue;
+        }
+        const std::string_view name = argument.substr(0, argument.find('='));
+        const OptionText* const option = findOption(name == "-h" ? "--help" : name);
+        isSure = isSure && option;
+        if (option && !option->value.empty() && name == argument) ++i;
     }
     return std::nullopt;
 }

@@ -25,19 +25,30 @@ std::size_t editDistance(std::string_view a, std::string_view b) {
     return last[b.size()];
 }
 
+/// The word behind its dashes.
+std::string_view letters(std::string_view word) {
+    return word.substr(std::min(word.find_first_not_of('-'), word.size()));
+}
+
+/// How many slips may lie between a word and this one: two only where it is long and the word starts right.
+std::size_t mostSlips(std::string_view word, std::string_view candidate) {
+    constexpr std::size_t longWord = 6;
+    const std::string_view name = letters(candidate);
+    const std::string_view start = candidate.substr(0, candidate.size() - name.size() + 1);
+    return name.size() >= longWord && word.starts_with(start) ? 2 : 1;
+}
+
 }  // namespace
 
 std::optional<std::string_view> nearMiss(std::string_view word,
                                          const std::vector<std::string_view>& candidates) {
     constexpr std::size_t longestWord = 40;
     if (word.size() > longestWord) return std::nullopt;
-    const auto start = [](std::string_view text) { return text.substr(0, text.find_first_not_of('-') + 1); };
     std::optional<std::string_view> best;
-    std::size_t bestDistance = 3;
+    std::size_t bestDistance = longestWord;
     for (const std::string_view candidate : candidates) {
         const std::size_t distance = editDistance(word, candidate);
-        // Two slips are taken for one word only where it starts right.
-        if (distance >= bestDistance || (distance > 1 && start(word) != start(candidate))) continue;
+        if (distance >= bestDistance || distance > mostSlips(word, candidate)) continue;
         best = candidate;
         bestDistance = distance;
     }

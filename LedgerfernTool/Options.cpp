@@ -169,9 +169,13 @@ const std::vector<OptionText>& commonOptions() {
         {"--codex", "DIR", "Read Codex logs below DIR; may be given again. Usually ~/.codex/sessions."},
         {"--now", "SECONDS", "Take this for the present instant, in seconds since 1970."},
         {"--finish", "", "Take every log for finished, and count what its end holds open."},
-        {"--cache", "FILE", "Keep what was read in FILE. Nothing is kept yet."},
-        {"--no-cache", "", "Keep nothing of what was read."},
-        {"--default-prices", "", "Count costs by the built-in prices, not by yours."},
+        {"--cache", "FILE",
+         "Does nothing yet: FILE is neither read nor written. It is to keep what was read for the next "
+         "time."},
+        {"--no-cache", "", "Does nothing yet, since nothing is kept."},
+        {"--default-prices", "",
+         "Count costs by the built-in list prices. Without it, and without --codex, those count that you "
+         "have saved in the application."},
         {"--color", "WHEN", "Colour: auto, always or never."},
         {"--help", "", "Explain the command."},
         {"--version", "", "Print the version."},

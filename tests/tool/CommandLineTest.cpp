@@ -73,6 +73,19 @@ TEST(CommandLine, takesTheCommandBehindItsOptionsToo) {
     const LogFolder folder;
     EXPECT_EQ(run({"--now", "5", "--codex", folder.path(), "dump"}).out,
               run({"dump", "--codex=" + folder.path(), "--now=5"}).out);
+    EXPECT_EQ(run({"--full", "--now", "5", "--codex", folder.path(), "dump"}).out,
+              run({"dump", "--full", "--codex=" + folder.path(), "--now=5"}).out);
+    EXPECT_EQ(run({"--help", "dump"}).out, run({"dump", "--help"}).out);
+}
+
+TEST(CommandLine, blamesTheCommandThatIsMeant) {
+    EXPECT_EQ(run({"--full", "report"}).err,
+              "ledgerfern-cli: report has no option “--full”; “ledgerfern-cli report --help” lists those it "
+              "has\n");
+    EXPECT_THAT(run({"--bogus", "dump"}).err, HasSubstr("dump has no option “--bogus”"));
+    EXPECT_THAT(run({"--scope", "all"}).err, HasSubstr("report has no option “--scope”"));
+    EXPECT_THAT(run({"--full"}).err, HasSubstr("report has no option “--full”"));
+    EXPECT_THAT(run({"--", "dump"}).err, HasSubstr("report doesn't take “dump”"));
 }
 
 TEST(CommandLine, explainsEachCommandWithAnExample) {

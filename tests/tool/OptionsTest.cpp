@@ -131,15 +131,25 @@ TEST(Options, lookAtNothingElseWhereHelpIsAskedFor) {
     EXPECT_TRUE(read(session, {"--version"}).showsVersion);
 }
 
-TEST(NearMiss, isOneSlipAwayOrTwoWithTheSameStart) {
+TEST(NearMiss, isOneSlipAwayOrTwoInALongWordWithTheSameStart) {
     const std::vector<std::string_view> names = {"report", "limits", "session"};
     EXPECT_EQ(nearMiss("reprot", names), "report");
     EXPECT_EQ(nearMiss("limit", names), "limits");
     EXPECT_EQ(nearMiss("sesion", names), "session");
     EXPECT_EQ(nearMiss("rport", names), "report");
+    EXPECT_EQ(nearMiss("rprot", names), "report");
     EXPECT_EQ(nearMiss("export", names), std::nullopt);
     EXPECT_EQ(nearMiss("", names), std::nullopt);
     EXPECT_EQ(nearMiss(std::string(100000, 'x'), names), std::nullopt);
+}
+
+TEST(NearMiss, takesNoOtherWordForAShortOne) {
+    const std::vector<std::string_view> names = {"dump", "--full", "--codex", "--cache"};
+    EXPECT_EQ(nearMiss("dmup", names), "dump");
+    EXPECT_EQ(nearMiss("dum", names), "dump");
+    EXPECT_EQ(nearMiss("--ful", names), "--full");
+    for (const char* other : {"demo", "du", "damn", "--fuse", "--cat", "--code-x1"})
+        EXPECT_EQ(nearMiss(other, names), std::nullopt) << other;
 }
 
 }  // namespace
