@@ -143,6 +143,18 @@ void addTotals(Report& report, const Scan& scan, const UsageSummary& usage) {
     report.sentence(sessions);
 }
 
+/// Why the models' costs don't add up to the others', where they don't.
+void addModelCostNote(Report& report, const UsageSummary& usage) {
+    std::optional<double> sum;
+    for (const UsageRow& model : usage.models)
+        if (model.cost) sum = sum.value_or(0) + *model.cost;
+    if (costText(sum) == costText(usage.all.cost)) return;
+    report.sentence(
+        "By model the costs come to " + costText(sum) +
+        ", with each request at its own model's price; elsewhere a session's totals are at its last "
+        "model's.");
+}
+
 }  // namespace
 
 std::string reportText(const Scan& scan, const PriceTable& prices, std::size_t width,
@@ -158,6 +170,7 @@ std::string reportText(const Scan& scan, const PriceTable& prices, std::size_t w
     addTotals(report, scan, usage);
     report.table(usageTable("Projects", usage.projects, shownNames, "more"));
     report.table(usageTable("Models", usage.models, shownNames, "more"));
+    addModelCostNote(report, usage);
     if (usage.agents.size() > 1) report.table(usageTable("Agents", usage.agents, shownNames, "more"));
     report.table(usageTable("Days", usage.days, shownDays, "earlier"));
     addNotes(report, scan.snapshot);

@@ -228,6 +228,35 @@ TEST(UsageSummary, countsARequestAtItsOwnModelAndLocalDay) {
     EXPECT_EQ(usage.all.tokens, 3500);
 }
 
+/// A million tokens of input at gpt-5, and another, of which the last is its session's model.
+void writeTwoModels(const LogFolder& folder, const std::string& last) {
+    RolloutLog log;
+    log.meta("2026-03-01T10:00:00Z", "/p/a")
+        .model("gpt-5")
+        .tokens("2026-03-01T10:00:00Z", {1000000, 0, 0, 0, 1000000});
+    log.model(last).tokens("2026-03-01T10:00:00Z", {2000000, 0, 0, 0, 2000000});
+    folder.write("sessions/a.jsonl", log.text());
+}
+
+TEST(Report, saysWhyTheModelsCostsAddUpToAnotherSum) {
+    const LogFolder folder;
+    // 1.25 and 0.25 USD by request, 0.25 each by the session's last model.
+    writeTwoModels(folder, "gpt-5-mini");
+    EXPECT_THAT(report(folder), HasSubstr("  2.0M tokens · 2 requests · 50¢ at list prices\n"));
+    EXPECT_THAT(report(folder),
+                HasSubstr("  gpt-5-mini  ████████████    1.0M         1         1    25¢\n"
+                          "  By model the costs come to $1.50, with each request at its own model's price;\n"
+                          "  elsewhere a session's totals are at its last model's.\n"));
+    writeTwoModels(folder, "other");
+    EXPECT_THAT(report(folder), HasSubstr("  By model the costs come to $1.25, "));
+}
+
+TEST(Report, saysNothingOfModelsCostsThatAddUp) {
+    const LogFolder folder;
+    writeTwoModels(folder, "gpt-5.1");  // at the price of gpt-5
+    EXPECT_THAT(report(folder), Not(HasSubstr("By model the costs")));
+}
+
 SessionPointer sessionOf(ToolKind tool, std::int64_t tokens) {
     SessionResult session;
     session.path = std::string(rawValue(tool)) + std::to_string(tokens);
