@@ -1,10 +1,17 @@
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <array>
 #include <filesystem>
+#include <map>
 #include <sstream>
 
+#include "Foundation/FileDescriptor.h"
+#include "Foundation/Files.h"
+#include "Foundation/Sqlite.h"
 #include "Foundation/UnicodeText.h"
 #include "tool/LogFolder.h"
 #include "tool/ToolProcess.h"
@@ -19,6 +26,10 @@ using testing::StartsWith;
 
 const std::string prices =
     R"({"costEstimator.prices": "{\"gpt\":{\"input\":1000,\"cachedInput\":1000,\"output\":1000}}"})";
+
+/// Each command that scans.
+const std::vector<std::vector<std::string>> scans = {
+    {"report"}, {"limits"}, {"session", "a.jsonl"}, {"parity"}, {"dump"}};
 
 /// A home folder with one log of 3,150 tokens in its usual place.
 class Process : public testing::Test {
@@ -42,6 +53,12 @@ protected:
     std::string file;
 };
 
+std::vector<std::vector<std::string>> everyCommand() {
+    auto all = scans;
+    all.insert(all.end(), {{"--help"}, {"--version"}});
+    return all;
+}
+
 TEST_F(Process, readsTheUsualFolder) {
     const ToolOutcome outcome = runTool(tool({"--now", "1772359320"}));
     EXPECT_EQ(outcome.status, 0);
@@ -50,13 +67,31 @@ TEST_F(Process, readsTheUsualFolder) {
     EXPECT_EQ(outcome.err, "");
 }
 
+/// Everything below a folder that a program could change: what is there, what is in it, and when it changed.
+using FolderState = std::map<std::string, std::pair<std::filesystem::file_time_type, std::string>>;
+
+FolderState stateOf(const std::string& folder) {
+    FolderState state;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
+        const std::string path = entry.path();
+        state[path] = {entry.last_write_time(), readWholeFile(path).value_or("no file")};
+    }
+    return state;
+}
+
 TEST_F(Process, changesNothingInTheHomeFolder) {
-    for (const char* command : {"report", "limits", "parity", "dump"})
-        EXPECT_EQ(runTool(tool({command})).status, 0);
-    std::vector<std::string> names;
-    for (const auto& entry : std::filesystem::recursive_directory_iterator(home.path()))
-        names.push_back(entry.path().filename());
-    EXPECT_THAT(names, testing::UnorderedElementsAre(".codex", "sessions", "2026", "a.jsonl"));
+    // Codex has its database open: what it wrote last is in the write-ahead log alone.
+    auto database = SqliteDatabase::open(home.path(".codex/state_5.sqlite"));
+    ASSERT_TRUE(database && database->execute("PRAGMA journal_mode=WAL; PRAGMA wal_autocheckpoint=0;"
+                                              "CREATE TABLE threads(id, rollout_path, title, name);"
+                                              "INSERT INTO threads VALUES('t', '" +
+                                              file + "', 'Login', 'Login page')"));
+    const FolderState before = stateOf(home.path());
+    ASSERT_TRUE(before.contains(home.path(".codex/state_5.sqlite-wal")));
+    for (const auto& arguments : scans)
+        EXPECT_EQ(runTool(tool(arguments)).status, 0) << arguments[0];
+    EXPECT_THAT(runTool(tool({"session", file})).out, StartsWith("Login"));
+    EXPECT_EQ(stateOf(home.path()), before);
 }
 
 TEST_F(Process, countsByTheUsersPricesOnTheUsualFolderAlone) {
@@ -129,24 +164,24 @@ TEST_F(Process, endsWithOneWhereASessionIsNotThere) {
 }
 
 TEST_F(Process, endsSilentlyWhereAPipeIsClosed) {
-    for (const char* command : {"report", "limits", "parity", "dump", "--help", "--version"}) {
-        ToolRun run = tool({command});
+    for (const auto& arguments : everyCommand()) {
+        ToolRun run = tool(arguments);
         run.outIsClosedPipe = true;
         const ToolOutcome outcome = runTool(run);
-        EXPECT_EQ(outcome.status, 0) << command;
-        EXPECT_EQ(outcome.err, "") << command;
+        EXPECT_EQ(outcome.status, 0) << arguments[0];
+        EXPECT_EQ(outcome.err, "") << arguments[0];
     }
 }
 
 TEST_F(Process, failsWhereTheDiskIsFull) {
     if (!std::filesystem::exists("/dev/full")) GTEST_SKIP() << "this system has no full device";
-    for (const char* command : {"report", "limits", "parity", "dump", "--help", "--version"}) {
-        ToolRun run = tool({command});
+    for (const auto& arguments : everyCommand()) {
+        ToolRun run = tool(arguments);
         run.outFile = "/dev/full";
         const ToolOutcome outcome = runTool(run);
-        EXPECT_EQ(outcome.status, 1) << command;
+        EXPECT_EQ(outcome.status, 1) << arguments[0];
         EXPECT_EQ(outcome.err, "ledgerfern-cli: can't write to standard output: No space left on device\n")
-            << command;
+            << arguments[0];
     }
 }
 
@@ -188,12 +223,48 @@ TEST_F(Process, fitsEightyColumnsOnAPipe) {
         EXPECT_LE(displayWidth(line), 80u) << line;
 }
 
-TEST_F(Process, leavesNothingOnATerminalForErrors) {
-    ToolRun run = tool({});
+/// A time zone that a scan waits for until it is told.
+class HeldZone {
+public:
+    explicit HeldZone(const LogFolder& folder) : path_(folder.path("zone")) {
+        if (::mkfifo(path_.c_str(), 0600) != 0) std::abort();
+    }
+    const std::string& path() const { return path_; }
+    /// Gives it bytes that are no zone, so that it is UTC.
+    void release() {
+        pipe_ = FileDescriptor::open(path_, O_RDWR | O_NONBLOCK);
+        const std::string bytes(16384, 'x');
+        EXPECT_EQ(::write(pipe_.number(), bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
+    }
+
+private:
+    std::string path_;
+    FileDescriptor pipe_;
+};
+
+TEST_F(Process, tellsOnATerminalAloneThatAScanTakesAWhile) {
+    const LogFolder pipeFolder, terminalFolder;
+    HeldZone pipeZone(pipeFolder), terminalZone(terminalFolder);
+    const std::string nowhere = home.path("nowhere");
+    ToolRun run = tool({"--codex", nowhere, "--codex", home.path(".codex/sessions")});
+    const std::string warning = "ledgerfern-cli: there is no folder “" + nowhere + "”; it adds no logs\n";
+    run.environment["TZ"] = ":" + pipeZone.path();
+    ToolProcess onPipe(run);
+    ASSERT_TRUE(onPipe.awaitErr(warning));
+
+    run.environment["TZ"] = ":" + terminalZone.path();
     run.errIsTerminal = true;
-    const std::string err = runTool(run).err;
-    // A scan that took long has shown a line, and taken it back.
-    EXPECT_THAT(err, testing::AnyOf("", EndsWith("\r")));
+    ToolProcess onTerminal(run);
+    const std::string line = "Reading session logs …";
+    ASSERT_TRUE(onTerminal.awaitErr(warning + line));
+    // The other one began before, so it would have told that too.
+    pipeZone.release();
+    terminalZone.release();
+    const ToolOutcome terminal = onTerminal.await(), pipe = onPipe.await();
+    EXPECT_EQ(pipe.err, warning);
+    EXPECT_EQ(terminal.err, warning + line + "\r" + std::string(displayWidth(line), ' ') + "\r");
+    EXPECT_EQ(terminal.status, 0);
+    EXPECT_THAT(terminal.out, HasSubstr("  web-app "));
 }
 
 TEST_F(Process, acceptsTheCacheOptionsAndKeepsNothing) {

@@ -7,9 +7,9 @@
 #include <termios.h>
 #include <unistd.h>
 
-#include <array>
-#include <cstdlib>
+#include <csignal>
 #include <stdexcept>
+#include <utility>
 
 namespace ledgerfern {
 
@@ -20,6 +20,8 @@ struct Channel {
     int programEnd = -1;
     int testEnd = -1;
 };
+
+constexpr int patience = 60'000;  // milliseconds
 
 void require(bool holds, const char* what) {
     if (!holds) throw std::runtime_error(what);
@@ -84,42 +86,65 @@ void closeIfOpen(int descriptor) {
     ::_exit(127);
 }
 
-/// Reads both to their ends. A terminal whose other side is closed gives an error there.
-void readAll(int out, int err, ToolOutcome& outcome) {
-    std::array<pollfd, 2> sources = {{{out, POLLIN, 0}, {err, POLLIN, 0}}};
-    const std::array<std::string*, 2> texts = {&outcome.out, &outcome.err};
-    while (sources[0].fd >= 0 || sources[1].fd >= 0) {
-        if (::poll(sources.data(), sources.size(), -1) < 0) continue;
-        for (std::size_t i = 0; i < sources.size(); ++i) {
-            if (sources[i].fd < 0 || sources[i].revents == 0) continue;
-            std::array<char, 4096> buffer{};
-            const ssize_t count = ::read(sources[i].fd, buffer.data(), buffer.size());
-            if (count > 0)
-                texts[i]->append(buffer.data(), static_cast<std::size_t>(count));
-            else
-                sources[i].fd = -1;
-        }
-    }
-}
-
 }  // namespace
 
-ToolOutcome runTool(const ToolRun& run) {
+ToolProcess::ToolProcess(const ToolRun& run) {
     const Channel out = makeOut(run);
     const Channel err = run.errIsTerminal ? makeTerminal(80) : makePipe();
-    const pid_t child = ::fork();
-    require(child >= 0, "no process");
-    if (child == 0) start(run, out.programEnd, err.programEnd);
+    child_ = ::fork();
+    require(child_ >= 0, "no process");
+    if (child_ == 0) start(run, out.programEnd, err.programEnd);
     closeIfOpen(out.programEnd);
     closeIfOpen(err.programEnd);
-    ToolOutcome outcome;
-    readAll(out.testEnd, err.testEnd, outcome);
-    closeIfOpen(out.testEnd);
-    closeIfOpen(err.testEnd);
+    sources_ = {out.testEnd, err.testEnd};
+}
+
+ToolProcess::~ToolProcess() {
+    for (const int source : sources_)
+        closeIfOpen(source);
+    if (child_ < 0) return;
+    ::kill(child_, SIGKILL);
+    ::waitpid(child_, nullptr, 0);
+}
+
+/// Takes what there is to read, waiting for it; false where both are at their ends. A program that says
+/// nothing for so long that it hangs is killed. A terminal whose other side is closed gives an error.
+bool ToolProcess::readSome() {
+    std::array<pollfd, 2> requests = {{{sources_[0], POLLIN, 0}, {sources_[1], POLLIN, 0}}};
+    if (sources_[0] < 0 && sources_[1] < 0) return false;
+    if (::poll(requests.data(), requests.size(), patience) == 0) ::kill(child_, SIGKILL);
+    for (std::size_t i = 0; i < requests.size(); ++i) {
+        if (sources_[i] < 0 || requests[i].revents == 0) continue;
+        std::array<char, 4096> buffer{};
+        const ssize_t count = ::read(sources_[i], buffer.data(), buffer.size());
+        if (count > 0) {
+            (i == 0 ? outcome_.out : outcome_.err).append(buffer.data(), static_cast<std::size_t>(count));
+            continue;
+        }
+        ::close(sources_[i]);
+        sources_[i] = -1;
+    }
+    return true;
+}
+
+bool ToolProcess::awaitErr(std::string_view text) {
+    while (outcome_.err.find(text) == std::string::npos)
+        if (sources_[1] < 0 || !readSome()) return false;
+    return true;
+}
+
+ToolOutcome ToolProcess::await() {
+    while (readSome()) {
+    }
     int status = 0;
-    require(::waitpid(child, &status, 0) == child, "no status");
-    outcome.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-    return outcome;
+    require(::waitpid(child_, &status, 0) == child_, "no status");
+    child_ = -1;
+    outcome_.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    return std::move(outcome_);
+}
+
+ToolOutcome runTool(const ToolRun& run) {
+    return ToolProcess(run).await();
 }
 
 }  // namespace ledgerfern

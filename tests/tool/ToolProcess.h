@@ -1,9 +1,12 @@
 #pragma once
 
-#include <cstddef>
+#include <sys/types.h>
+
+#include <array>
 #include <map>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace ledgerfern {
@@ -22,6 +25,27 @@ struct ToolOutcome {
     int status = -1;  ///< Exit status; above 128 a signal.
     std::string out;
     std::string err;
+};
+
+/// The program while it runs. One that isn't awaited is killed.
+class ToolProcess {
+public:
+    explicit ToolProcess(const ToolRun& run);
+    ~ToolProcess();
+    ToolProcess(const ToolProcess&) = delete;
+    ToolProcess& operator=(const ToolProcess&) = delete;
+
+    /// Waits until standard error holds the text, or the program has closed it; tells which.
+    bool awaitErr(std::string_view text);
+    /// Waits for its end.
+    ToolOutcome await();
+
+private:
+    bool readSome();
+
+    pid_t child_ = -1;
+    std::array<int, 2> sources_ = {-1, -1};  // standard output and standard error, until their ends
+    ToolOutcome outcome_;
 };
 
 /// Runs the program to its end.
