@@ -40,9 +40,9 @@ NoSession ambiguous(const std::string& text, const std::vector<const Candidate*>
             (sameId ? "the path" : "more of the id, or the path")};
 }
 
-bool isFile(const std::string& path) {
+bool isLog(const std::string& path) {
     std::error_code error;
-    return fs::is_regular_file(path, error);
+    return pathExtension(path) == "jsonl" && fs::is_regular_file(path, error);
 }
 
 bool isSameFile(const std::string& a, const std::string& b) {
@@ -59,12 +59,12 @@ bool isBelow(const std::string& path, const std::string& folder) {
 }
 
 NoSession none(const std::string& text, const std::string& path, const std::vector<std::string>& folders) {
-    if (!isFile(path))
+    if (!isLog(path))
         return {"there is no session " + inQuotes(text) +
                 "; give the path of its log, or its id or a part of it"};
     if (std::any_of(folders.begin(), folders.end(), [&](const std::string& f) { return isBelow(path, f); }))
-        return {"the file " + inQuotes(text) + " holds no usage; give the path of a session's log"};
-    return {"the file " + inQuotes(text) +
+        return {"the log " + inQuotes(text) + " holds no usage; give the path of a session's log"};
+    return {"the log " + inQuotes(text) +
             " lies outside the folders that are read; name its folder with --codex"};
 }
 
@@ -77,7 +77,7 @@ std::variant<std::string, NoSession> findSession(const Snapshot& snapshot,
     const std::string path = lexicallyAbsolute(text);
     const std::vector<std::function<bool(const Candidate&)>> tests = {
         [&](const Candidate& c) { return c.path == path; },
-        [&, isFound = isFile(path)](const Candidate& c) { return isFound && isSameFile(c.path, path); },
+        [&, isThere = isLog(path)](const Candidate& c) { return isThere && isSameFile(c.path, path); },
         [&](const Candidate& c) { return c.id == text; },
         [&](const Candidate& c) { return c.id.starts_with(text) || c.fileName.starts_with(text); },
         [&](const Candidate& c) {

@@ -111,26 +111,6 @@ std::size_t trailingWhiteSpace(std::string_view text) {
     return 0;
 }
 
-/// Every code point has one lead byte, and those of four bytes take two units.
-std::size_t utf16LengthOfValid(std::string_view text) {
-    std::size_t units = 0;
-    for (const char c : text) {
-        const auto byte = static_cast<unsigned char>(c);
-        units += static_cast<std::size_t>((byte & 0xC0) != 0x80) + static_cast<std::size_t>(byte >= 0xF0);
-    }
-    return units;
-}
-
-std::size_t utf16LengthOfRepaired(std::string_view text) {
-    std::size_t units = 0;
-    while (!text.empty()) {
-        const CodePoint point = firstCodePoint(text);
-        units += point.value > 0xFFFF ? 2 : 1;
-        text.remove_prefix(point.length);
-    }
-    return units;
-}
-
 }  // namespace
 
 bool isValidUtf8(std::string_view bytes) {
@@ -217,14 +197,6 @@ std::string_view fittingPrefix(std::string_view text, std::size_t columns) {
         length += next;
     }
     return text.substr(0, length);
-}
-
-std::size_t utf16Length(std::string_view text) {
-    unsigned char seen = 0;
-    for (const char c : text)
-        seen |= static_cast<unsigned char>(c);
-    if (seen < 0x80) return text.size();
-    return isValidUtf8(text) ? utf16LengthOfValid(text) : utf16LengthOfRepaired(text);
 }
 
 }  // namespace ledgerfern

@@ -42,7 +42,4 @@ std::size_t displayWidth(std::string_view text);
 /// The longest beginning of whole characters that needs at most `columns` columns.
 std::string_view fittingPrefix(std::string_view text, std::size_t columns);
 
-/// The length in UTF-16 code units.
-std::size_t utf16Length(std::string_view text);
-
 }  // namespace ledgerfern

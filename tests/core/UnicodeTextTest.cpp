@@ -179,17 +179,6 @@ TEST(UnicodeText, fitsWholeCharactersIntoColumns) {
     EXPECT_EQ(fittingPrefix("a\u200Bb", 1), "a\u200B") << "what needs no column still fits";
 }
 
-TEST(UnicodeText, measuresUtf16) {
-    EXPECT_EQ(utf16Length(""), 0u);
-    EXPECT_EQ(utf16Length("abc"), 3u);
-    EXPECT_EQ(utf16Length("\u00FC\u20AC"), 2u);
-    EXPECT_EQ(utf16Length("\U0001F600"), 2u);
-    EXPECT_EQ(utf16Length("a\U0001F600\u20AC"), 4u);
-    EXPECT_EQ(utf16Length("\uFFFF\U00010000"), 3u);
-    EXPECT_EQ(utf16Length("\xF0\x9F\x98"), 3u) << "each bad byte is one unit";
-    EXPECT_EQ(utf16Length(std::string(1000, 'x') + "\u20AC"), 1001u);
-}
-
 /// A text of pieces that meet each other in every way, some of them bad.
 std::string seededText(std::mt19937& random) {
     static const std::vector<std::string> pieces = {"a",     " ",          "\r",     "\n",         family,
@@ -212,7 +201,6 @@ TEST(UnicodeText, agreesWithItselfOnAnyBytes) {
         ASSERT_EQ(repaired == text, isValidUtf8(text));
         const std::size_t count = characterCount(text);
         ASSERT_EQ(characterCount(repaired), count);
-        ASSERT_EQ(utf16Length(repaired), utf16Length(text));
         ASSERT_EQ(displayWidth(repaired), displayWidth(text));
         ASSERT_EQ(lowercased(repaired), lowercased(text));
         ASSERT_EQ(repairedUtf8(trimmedWhiteSpace(text)), trimmedWhiteSpace(repaired));

@@ -237,15 +237,16 @@ TEST(SessionCommand, saysThatALogLiesOutsideTheFolders) {
     const std::string path = other.write("b.jsonl", smallLog("y").text());
     const Outcome outcome = session(folder, path);
     EXPECT_EQ(outcome.status, 1);
-    EXPECT_EQ(outcome.err, "ledgerfern-cli: the file “" + path +
+    EXPECT_EQ(outcome.err, "ledgerfern-cli: the log “" + path +
                                "” lies outside the folders that are read; name its folder with --codex\n");
+    EXPECT_THAT(session(folder, other.write("notes.txt", "")).err, HasSubstr("there is no session “"));
 }
 
 TEST(SessionCommand, saysThatAFileHoldsNoUsage) {
     const LogFolder folder;
     const std::string path = folder.write("empty.jsonl", "");
     EXPECT_EQ(session(folder, path).err,
-              "ledgerfern-cli: the file “" + path + "” holds no usage; give the path of a session's log\n");
+              "ledgerfern-cli: the log “" + path + "” holds no usage; give the path of a session's log\n");
 }
 
 TEST(SessionCommand, findsALogByAnotherPathOfIt) {
