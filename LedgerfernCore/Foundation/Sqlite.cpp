@@ -22,8 +22,8 @@ std::string plainName(const std::string& path) {
 }
 
 bool isUriSafe(char c) {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || isDigit(c) || c == '/' ||
-           c == '-' || c == '_' || c == '.' || c == '~';
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || isDigit(c) || c == '/' || c == '-' ||
+           c == '_' || c == '.' || c == '~';
 }
 
 std::string percentEncoded(const std::string& path) {

@@ -118,7 +118,8 @@ TEST(Aggregates, skipARequestOutsideTheCalendar) {
     EXPECT_TRUE(sums.daily.empty());
 }
 
-// The hour cache ---------------------------------------------------------------------------------------------
+// The hour cache
+// ---------------------------------------------------------------------------------------------
 
 TEST(Aggregates, keepTheKeysOfTheFirstRequestThroughTheHourThatIsCutToZero) {
     const Aggregates together =
@@ -174,7 +175,8 @@ TEST(AggregatesDeathTest, takeTheZoneAsItStoodAtTheHoursFirstRequest) {
                 "");
 }
 
-// Cycles -----------------------------------------------------------------------------------------------------
+// Cycles
+// -----------------------------------------------------------------------------------------------------
 
 TEST(Aggregates, haveNoCyclesWithoutAnAnchor) {
     const Aggregates sums = rollUp({session({requestAt(sunday, 1), requestAt(sunday + 86400, 1)})});
@@ -246,7 +248,8 @@ TEST(Aggregates, readACyclesRangeFromItsKey) {
     EXPECT_EQ(Aggregates::cycleRange("2026-W09"), std::nullopt);
 }
 
-// Rate limits ------------------------------------------------------------------------------------------------
+// Rate limits
+// ------------------------------------------------------------------------------------------------
 
 TEST(Aggregates, takeTheReadingOfTheLatestSession) {
     const Aggregates sums =

@@ -16,7 +16,8 @@ namespace ledgerfern {
 class OtherProgram {
 public:
     template <class Open, class Prepare>
-    OtherProgram(const Open& open, const Prepare& prepare) : OtherProgram(open, prepare, [](auto&) { return false; }) {}
+    OtherProgram(const Open& open, const Prepare& prepare)
+        : OtherProgram(open, prepare, [](auto&) { return false; }) {}
 
     /// Does its work over and over, as long as that returns true.
     template <class Open, class Prepare, class Work>
