@@ -118,8 +118,7 @@ TEST(Aggregates, skipARequestOutsideTheCalendar) {
     EXPECT_TRUE(sums.daily.empty());
 }
 
-// The hour cache
-// ---------------------------------------------------------------------------------------------
+// The hour cache --------------------------------------------------------
 
 TEST(Aggregates, keepTheKeysOfTheFirstRequestThroughTheHourThatIsCutToZero) {
     const Aggregates together =
@@ -175,8 +174,7 @@ TEST(AggregatesDeathTest, takeTheZoneAsItStoodAtTheHoursFirstRequest) {
                 "");
 }
 
-// Cycles
-// -----------------------------------------------------------------------------------------------------
+// Cycles ----------------------------------------------------------------
 
 TEST(Aggregates, haveNoCyclesWithoutAnAnchor) {
     const Aggregates sums = rollUp({session({requestAt(sunday, 1), requestAt(sunday + 86400, 1)})});
@@ -248,8 +246,7 @@ TEST(Aggregates, readACyclesRangeFromItsKey) {
     EXPECT_EQ(Aggregates::cycleRange("2026-W09"), std::nullopt);
 }
 
-// Rate limits
-// ------------------------------------------------------------------------------------------------
+// Rate limits -----------------------------------------------------------
 
 TEST(Aggregates, takeTheReadingOfTheLatestSession) {
     const Aggregates sums =

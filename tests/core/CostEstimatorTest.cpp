@@ -44,8 +44,7 @@ TEST(CostEstimator, hasThirtyEightRowsBuiltIn) {
     EXPECT_NEAR(sum, 816.71, 1e-9);
 }
 
-// The table in force
-// -----------------------------------------------------------------------------------------
+// The table in force ----------------------------------------------------
 
 TEST(CostEstimator, usesTheBuiltInTableWhereNothingIsStored) {
     EXPECT_EQ(CostEstimator::prices(FakePreferences()), defaults());
@@ -136,8 +135,7 @@ TEST(CostEstimator, savesNothingThatCannotBeEncoded) {
     EXPECT_FALSE(CostEstimator::setPrices(preferences, defaults()));
 }
 
-// Costs
-// ------------------------------------------------------------------------------------------------------
+// Costs -----------------------------------------------------------------
 
 TEST(CostEstimator, pricesCachedAndUncachedInputApart) {
     EXPECT_NEAR(cost(builtIn(), 1'000'000, 400'000, 10'000, "gpt-5"), 0.90, 1e-12);
