@@ -9,6 +9,9 @@ target_compile_options(ledgerfern_options INTERFACE
   # GCC's stable_sort calls a function that its library has deprecated itself, and clang doesn't overlook that.
   $<$<CXX_COMPILER_ID:Clang>:-Wno-deprecated-declarations>)
 
+# A sum has the same last bit on every machine, also on those that can multiply and add in one step.
+target_compile_options(ledgerfern_options INTERFACE -ffp-contract=off)
+
 if(LEDGERFERN_SANITIZE)
   target_compile_options(ledgerfern_options INTERFACE
     -fsanitize=${LEDGERFERN_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)

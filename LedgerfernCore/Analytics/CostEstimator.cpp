@@ -7,13 +7,13 @@
 #include <set>
 
 #include "Foundation/Arithmetic.h"
+#include "Foundation/JsonReader.h"
 #include "Foundation/Numbers.h"
 
 namespace ledgerfern::CostEstimator {
 
 namespace {
 
-using nlohmann::json;
 using nlohmann::ordered_json;
 
 constexpr const char* pricesKey = "costEstimator.prices";
@@ -24,28 +24,31 @@ constexpr std::array<const char*, 14> firstDefaultKeys = {
     "gpt-5",   "gpt-5-mini", "gpt-4.1",       "gpt-4.1-mini",    "gpt-4o",         "gpt-4o-mini", "o3",
     "o4-mini", "codex-mini", "claude-opus-4", "claude-sonnet-4", "claude-haiku-4", "claude",      "gpt"};
 
-std::optional<double> readNumber(const json& row, const char* key) {
-    const auto field = row.find(key);
-    if (field == row.end() || !field->is_number()) return std::nullopt;
-    const auto number = field->get<double>();
-    if (!std::isfinite(number)) return std::nullopt;
-    return number;
+/// A Boolean is no number here.
+std::optional<double> number(const OptionalJson& value) {
+    return value && value->is_number() ? asDouble(value) : std::nullopt;
 }
 
-std::optional<ModelPrice> readPrice(const json& row) {
-    if (!row.is_object()) return std::nullopt;
-    const auto input = readNumber(row, "input");
-    const auto cachedInput = readNumber(row, "cachedInput");
-    const auto output = readNumber(row, "output");
+std::optional<ModelPrice> readPrice(const JsonValue& value) {
+    const auto row = asObject(value);
+    if (!row) return std::nullopt;
+    const auto [inputValue, cachedInputValue, outputValue] = members(*row, "input", "cachedInput", "output");
+    const auto input = number(inputValue);
+    const auto cachedInput = number(cachedInputValue);
+    const auto output = number(outputValue);
     if (!input || !cachedInput || !output) return std::nullopt;
     return ModelPrice{*input, *cachedInput, *output};
 }
 
 std::optional<PriceMap> decode(const std::string& bytes) {
-    const json table = json::parse(bytes, nullptr, false);
-    if (!table.is_object()) return std::nullopt;
+    JsonReader reader;
+    const auto table = asObject(reader.read(bytes));
+    if (!table) return std::nullopt;
+    std::map<std::string_view, JsonValue> last;
+    for (const auto field : *table)
+        last.insert_or_assign(field.key, field.value);
     PriceMap rows;
-    for (const auto& [key, row] : table.items()) {
+    for (const auto& [key, row] : last) {
         const auto price = readPrice(row);
         if (!price) return std::nullopt;
         rows.emplace(key, *price);

@@ -73,6 +73,8 @@ OptionalJson JsonReader::readPadded(std::string_view text) {
 }
 
 OptionalJson JsonReader::readOrMend(std::string_view text, bool copy) {
+    constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
+    if (text.starts_with(byteOrderMark)) return std::nullopt;  // not every version refuses it
     JsonValue value;
     const auto error = parse(text, copy, value);
     if (error == simdjson::SUCCESS) [[likely]]

@@ -82,10 +82,10 @@ private:
 
     static Hit firstInWord(std::string_view line, std::size_t base, std::uint64_t word) {
         while (word != 0) [[unlikely]] {
-            const auto byte = static_cast<std::size_t>(__builtin_ctzll(word)) / 8;
-            const Hit hit = compare(line, base + byte);
+            const unsigned firstBit = static_cast<unsigned>(__builtin_ctzll(word)) & 56u;
+            const Hit hit = compare(line, base + firstBit / 8);
             if (hit.position != npos) return hit;
-            word &= ~(std::uint64_t{0xFF} << (byte * 8));
+            word &= ~(std::uint64_t{0xFF} << firstBit);
         }
         return {npos, 0};
     }

@@ -75,6 +75,13 @@ TEST(CodexAccounting, aFallingTotalGivesZeroAndCountsOnFromThere) {
     EXPECT_EQ(session(state).totals.inputTokens, 170) << "the last reading, not the sum of the deltas";
 }
 
+TEST(CodexAccounting, aSegmentThatEndsLowContributesItsLastReading) {
+    CodexLog log;
+    log.meta().tokens(usage(100, 0, 1)).tokens(usage(150, 0, 2)).tokens(usage(120, 0, 2));
+    EXPECT_EQ(session(parsed(log)).totals.inputTokens, 120);
+    EXPECT_EQ(session(parsed(log.meta().tokens(usage(7, 0, 1)))).totals.inputTokens, 127);
+}
+
 TEST(CodexAccounting, aRepeatedTotalIsARequestOfZeros) {
     const auto state = parsed(
         CodexLog().meta().message("user", "hello").tokens(usage(100, 0, 10)).tokens(usage(100, 0, 10)));
@@ -231,6 +238,33 @@ TEST(CodexAccounting, aSegmentsFirstRequestIsNoBreak) {
                                   .tokens(usage(18'000, 8'000, 2)));
     EXPECT_EQ(state.insights.cacheBreaks, 0);
     EXPECT_EQ(state.insights.startupInput, 9'000);
+}
+
+TEST(CodexAccounting, insightsGoOnThroughASegmentsEnd) {
+    const auto state = parsed(CodexLog()
+                                  .meta()
+                                  .tokens(usage(9'000, 0, 1))
+                                  .tokens(usage(20'000, 100, 2))
+                                  .meta()
+                                  .tokens(usage(5'000, 0, 1)));
+    EXPECT_EQ(state.insights.cacheBreaks, 1);
+    EXPECT_EQ(state.insights.startupInput, 9'000);
+    EXPECT_EQ(state.insights.peakInput, 11'000);
+}
+
+TEST(CodexAccounting, aCompactionExcusesTheLossOfTheCache) {
+    for (const bool event : {true, false}) {
+        CodexLog log;
+        log.meta().tokens(usage(9'000, 0, 1));
+        if (event)
+            log.event("context_compacted");
+        else
+            log.record("compacted", Json::object());
+        const auto state = parsed(log.tokens(usage(18'000, 0, 2)));
+        EXPECT_EQ(state.insights.breakReasons, (std::map<std::string, std::int64_t>{{"compaction", 1}}));
+        EXPECT_EQ(state.insights.cacheBreaks, 0);
+        EXPECT_EQ(state.insights.rebuiltTokens, 0);
+    }
 }
 
 TEST(CodexAccounting, aMessageOfAnotherRoleIsReplayedOutput) {

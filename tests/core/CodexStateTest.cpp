@@ -138,6 +138,11 @@ TEST(CodexState, aFileThatIsNotThereLeavesTheStateUntouched) {
     EXPECT_FALSE(RolloutParser::updateState("/nowhere/at/all.jsonl", state));
     EXPECT_EQ(state.bytesConsumed, 0U);
     EXPECT_FALSE(RolloutParser::parseFile("/nowhere/at/all.jsonl").has_value());
+    ParseState grown = parsed(CodexLog().meta().message("user", "x").tokens(usage(100, 0, 10)));
+    const ParseState before = grown;
+    EXPECT_FALSE(RolloutParser::updateState("/nowhere/at/all.jsonl", grown));
+    EXPECT_EQ(grown.bytesConsumed, before.bytesConsumed);
+    EXPECT_EQ(session(grown), session(before));
 }
 
 }  // namespace

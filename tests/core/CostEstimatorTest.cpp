@@ -42,6 +42,12 @@ TEST(CostEstimator, hasThirtyEightRowsBuiltIn) {
     for (const auto& [key, price] : defaults())
         sum += price.input + price.cachedInput + price.output;
     EXPECT_NEAR(sum, 816.71, 1e-9);
+    // By place and column, so that no two numbers can change places unseen.
+    double weighted = 0;
+    double place = 0;
+    for (const auto& [key, price] : defaults())
+        weighted += ++place * (price.input + 10 * price.cachedInput + 100 * price.output);
+    EXPECT_NEAR(weighted, 1'083'310.45, 1e-6);
 }
 
 // The table in force ----------------------------------------------------
@@ -96,6 +102,19 @@ TEST(CostEstimator, usesTheBuiltInTableWhereTheStoredOneDoesNotRead) {
         EXPECT_EQ(CostEstimator::prices(preferences), defaults()) << broken;
         EXPECT_EQ(preferences.bytesByKey[pricesKey], broken);
     }
+}
+
+TEST(CostEstimator, readsTheStoredTableAsJsonIsReadEverywhere) {
+    const std::string row = R"({"input":1,"cachedInput":2,"output":3.5})";
+    const auto stored = [&](const std::string& text) {
+        return CostEstimator::prices(storing(text));
+    };
+    EXPECT_EQ(stored("\xEF\xBB\xBF{\"mine\":" + row + "}"), defaults()) << "a byte-order mark";
+    EXPECT_TRUE(stored("{\"cut \\ud83d\":" + row + "}").contains("cut \uFFFD"));
+    EXPECT_EQ(stored("{\"mine\":{\"input\":true,\"cachedInput\":2,\"output\":3}}"), defaults());
+    EXPECT_EQ(stored("{\"mine\":{\"input\":1e999,\"cachedInput\":2,\"output\":3}}"), defaults());
+    EXPECT_TRUE(stored("{\"mine\":5,\"mine\":" + row + "}").contains("mine")) << "the last row counts";
+    EXPECT_EQ(stored("{\"mine\":" + row + ",\"mine\":5}"), defaults());
 }
 
 TEST(CostEstimator, ignoresFieldsOfARowThatItDoesNotKnow) {

@@ -106,6 +106,28 @@ TEST_F(EngineTest, theAttributionCutOffReachesFilesReadForTheFirstTime) {
     EXPECT_EQ(engine.rescan(options).sessions[0]->tools.size(), 1U);
 }
 
+TEST_F(EngineTest, aFileKeepsTheCutOffOfItsFirstReading) {
+    home.write("sessions/a.jsonl", CodexLog().meta().message("user", "x").tokens(usage(100, 0, 10)).text);
+    ScanOptions options;
+    options.attribCutoff = now;
+    engine.rescan(options);
+    home.append("sessions/a.jsonl", CodexLog().message("user", "y").tokens(usage(200, 0, 20)).text);
+    const Snapshot snapshot = engine.rescan();
+    EXPECT_EQ(snapshot.sessions[0]->requests.size(), 2U);
+    EXPECT_TRUE(snapshot.sessions[0]->tools.empty());
+}
+
+TEST_F(EngineTest, ofTwoCutOffsTheOneThatCountsGoesFirst) {
+    setModified(home.write("sessions/a.jsonl", log()), 1'000);
+    setModified(home.write("sessions/b.jsonl", log()), 2'000);
+    setModified(home.write("sessions/c.jsonl", log()), 3'000);
+    ScanOptions options;
+    options.skipFilesModifiedBefore = 2'000;
+    options.quickCutoff = 3'000;
+    EXPECT_EQ(engine.rescan(options).sessions.size(), 1U);
+    EXPECT_EQ(engine.skippedOldFiles(), 1);
+}
+
 TEST_F(EngineTest, sessionsComeLatestFirstAndTiesByPath) {
     home.write("sessions/c.jsonl", log());
     home.write("sessions/a.jsonl", log());
@@ -133,6 +155,14 @@ TEST_F(EngineTest, theFullResultHasWhatASnapshotLacks) {
     home.append("sessions/a.jsonl", "\n" + CodexLog().tokens(usage(170, 0, 22)).text);
     EXPECT_EQ(totalInput(engine.rescan()), 170);
     EXPECT_EQ(full->requests.size(), 2U);
+}
+
+TEST_F(EngineTest, theFullResultOfAFileThatMakesNoSessionIsThere) {
+    const std::string path = home.write("sessions/a.jsonl", CodexLog().tokens(usage(100, 0, 10)).text);
+    EXPECT_TRUE(engine.rescan().sessions.empty());
+    const auto full = engine.fullResult(path);
+    ASSERT_TRUE(full.has_value());
+    EXPECT_EQ(full->totals.inputTokens, 100);
 }
 
 TEST_F(EngineTest, theFullResultOfAnUnknownPathIsAbsent) {
@@ -191,6 +221,17 @@ TEST_F(EngineTest, theFirstCodexRootIsTheOneWithTheLongestPath) {
     home.write("longer/session_index.jsonl", "{\"id\":\"t1\",\"thread_name\":\"Long\"}\n");
     Engine both({{home / "a/s", ToolKind::codex}, {home / "longer/s", ToolKind::codex}}, fixedClock(now), 1);
     EXPECT_EQ(both.rescan().threadNames.at("t1"), "Long");
+}
+
+TEST_F(EngineTest, ofRootsWithEquallyLongPathsTheFirstStaysFirst) {
+    home.write("a/session_index.jsonl", "{\"id\":\"t1\",\"thread_name\":\"A\"}\n");
+    home.write("b/session_index.jsonl", "{\"id\":\"t1\",\"thread_name\":\"B\"}\n");
+    for (const auto& [first, second] : {std::pair("a", "b"), std::pair("b", "a")}) {
+        Engine both({{home / (std::string(first) + "/s"), ToolKind::codex},
+                     {home / (std::string(second) + "/s"), ToolKind::codex}},
+                    fixedClock(now), 1);
+        EXPECT_EQ(both.rescan().threadNames.at("t1"), std::string(first) == "a" ? "A" : "B");
+    }
 }
 
 TEST_F(EngineTest, withoutACodexRootThereAreNoThreadNames) {

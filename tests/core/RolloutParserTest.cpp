@@ -134,6 +134,28 @@ TEST(RolloutParser, rateLimitsAreTheLastReadingAndTheFirstOfEachDay) {
     EXPECT_EQ(state.rlDaily.at("2026-03-02"), (DailyReading{1772409600.0, 1.5, 300}));
 }
 
+TEST(RolloutParser, onlyThePrimaryWindowIsReadWithItsNumbersCut) {
+    const auto state = parsed(CodexLog().meta().tokens(
+        usage(1, 0, 1), std::nullopt,
+        Json{{"primary", {{"used_percent", 42.5}, {"window_minutes", 300.9}, {"resets_at", 600.7}}},
+             {"secondary", {{"used_percent", 99}, {"window_minutes", 10080}, {"resets_at", 9}}}}));
+    EXPECT_EQ(state.lastRateLimit, (RateLimitInfo{42.5, 300, 600, std::nullopt}));
+}
+
+TEST(RolloutParser, aNewSegmentKeepsWhatTheOnesBeforeFound) {
+    CodexLog log;
+    log.meta().model("gpt-5").message("user", "Fix it").shell("c1", "git push");
+    log.tokens(usage(9, 0, 1), std::nullopt, Json{{"primary", {{"used_percent", 42.5}}}});
+    log.meta("/elsewhere").output("c1", "done").tokens(usage(100, 0, 10));
+    const auto state = parsed(log);
+    EXPECT_EQ(test::request(state, 1).dominant, "Shell · Git · push");
+    EXPECT_EQ(test::request(state, 1).model, "gpt-5");
+    EXPECT_EQ(state.lastRateLimit->usedPercent, 42.5);
+    EXPECT_EQ(state.rlDaily.size(), 1U);
+    EXPECT_EQ(state.firstUserMessage, "Fix it");
+    EXPECT_TRUE(test::stat(state, "user messages").has_value());
+}
+
 TEST(RolloutParser, aReadingWithoutAPrimaryWindowReplacesTheOneBefore) {
     const auto state =
         parsed(CodexLog()
