@@ -106,9 +106,7 @@ TEST(CostEstimator, usesTheBuiltInTableWhereTheStoredOneDoesNotRead) {
 
 TEST(CostEstimator, readsTheStoredTableAsJsonIsReadEverywhere) {
     const std::string row = R"({"input":1,"cachedInput":2,"output":3.5})";
-    const auto stored = [&](const std::string& text) {
-        return CostEstimator::prices(storing(text));
-    };
+    const auto stored = [&](const std::string& text) { return CostEstimator::prices(storing(text)); };
     EXPECT_EQ(stored("\xEF\xBB\xBF{\"mine\":" + row + "}"), defaults()) << "a byte-order mark";
     EXPECT_TRUE(stored("{\"cut \\ud83d\":" + row + "}").contains("cut \uFFFD"));
     EXPECT_EQ(stored("{\"mine\":{\"input\":true,\"cachedInput\":2,\"output\":3}}"), defaults());
