@@ -123,8 +123,10 @@ std::optional<UsageError> takeCache(const Parsed& parsed) {
 
 std::optional<UsageError> takeRoots(const Parsed& parsed, Options& options) {
     options.codexRoots = parsed.values.at("--codex");
-    for (const std::string& root : options.codexRoots)
-        if (root.empty()) return UsageError{"--codex needs the name of a folder"};
+    options.claudeRoots = parsed.values.at("--claude");
+    for (const std::string_view option : {"--codex", "--claude"})
+        for (const std::string& root : parsed.values.at(option))
+            if (root.empty()) return UsageError{std::string(option) + " needs the name of a folder"};
     return std::nullopt;
 }
 
@@ -167,6 +169,10 @@ std::string optionTerm(const OptionText& option) {
 const std::vector<OptionText>& commonOptions() {
     static const std::vector<OptionText> options = {
         {"--codex", "DIR", "Read Codex logs below DIR; may be given again. Usually ~/.codex/sessions."},
+        {"--claude", "DIR",
+         "Read Claude Code logs below DIR; may be given again. Usually ~/.claude/projects. With either of "
+         "the "
+         "two, nothing of the home folder is read."},
         {"--now", "SECONDS", "Take this for the present instant, in seconds since 1970."},
         {"--finish", "", "Take every log for finished, and count what its end holds open."},
         {"--cache", "FILE",
@@ -174,7 +180,8 @@ const std::vector<OptionText>& commonOptions() {
          "time."},
         {"--no-cache", "", "Does nothing yet, since nothing is kept."},
         {"--default-prices", "",
-         "Count costs by the built-in list prices. Without it, and without --codex, those count that you "
+         "Count costs by the built-in list prices. Without it, and without --codex and --claude, those count "
+         "that you "
          "have saved in the application."},
         {"--color", "WHEN", "Colour: auto, always or never."},
         {"--help", "", "Explain the command."},

@@ -14,8 +14,9 @@ enum class ColorMode { automatic, always, never };
 
 /// What a command was asked for.
 struct Options {
-    std::vector<std::string> codexRoots;  ///< As given; empty where none was.
-    std::optional<Instant> now;           ///< The present instant; absent: the clock's.
+    std::vector<std::string> codexRoots;  ///< As given.
+    std::vector<std::string> claudeRoots;
+    std::optional<Instant> now;  ///< The present instant; absent: the clock's.
     bool finish = false;
     bool defaultPrices = false;
     ColorMode color = ColorMode::automatic;
@@ -23,6 +24,9 @@ struct Options {
     std::string session;  ///< `session` alone: the path or id.
     bool showsHelp = false;
     bool showsVersion = false;
+
+    /// False where the home folder's logs are meant.
+    bool namesRoots() const { return !codexRoots.empty() || !claudeRoots.empty(); }
 };
 
 /// What an option is called, and how it is explained.

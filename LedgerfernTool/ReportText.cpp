@@ -116,9 +116,10 @@ void addEmpty(Report& report, const Scan& scan) {
     const std::int64_t files = scan.snapshot.aggregates.filesScanned;
     const std::string place = " below " + folderList(scan.folders);
     if (files == 0)
-        report.sentence("No session logs were found" + place +
-                            "; run a session in Codex, or name another folder with --codex.",
-                        0);
+        report.sentence(
+            "No session logs were found" + place +
+                "; run a session in Codex or Claude Code, or name another folder with --codex or --claude.",
+            0);
     else
         report.sentence("No usage was found in " + counted(files, "session log") + place + ".", 0);
     addNotes(report, scan.snapshot);

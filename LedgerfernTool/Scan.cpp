@@ -19,17 +19,24 @@ bool isFolder(const std::string& path) {
     return std::filesystem::is_directory(path, error);
 }
 
-/// Each once, however often and in whatever spelling it is given.
-std::vector<ToolRoot> rootsFor(const Options& options, Console& console) {
-    if (options.codexRoots.empty()) return ToolRoot::defaults();
-    std::vector<ToolRoot> roots;
-    for (const std::string& given : options.codexRoots) {
-        const std::string path = lexicallyAbsolute(given);
-        if (std::any_of(roots.begin(), roots.end(), [&](const ToolRoot& root) { return root.path == path; }))
+/// Adds each once, however often and in whatever spelling it is given.
+void addRoots(std::vector<ToolRoot>& roots, const std::vector<std::string>& given, ToolKind kind,
+              Console& console) {
+    for (const std::string& folder : given) {
+        const std::string path = lexicallyAbsolute(folder);
+        if (std::any_of(roots.begin(), roots.end(),
+                        [&](const ToolRoot& root) { return root.path == path && root.kind == kind; }))
             continue;
-        roots.push_back({path, ToolKind::codex});
-        if (!isFolder(path)) console.warn("there is no folder " + inQuotes(given) + "; it adds no logs");
+        roots.push_back({path, kind});
+        if (!isFolder(path)) console.warn("there is no folder " + inQuotes(folder) + "; it adds no logs");
     }
+}
+
+std::vector<ToolRoot> rootsFor(const Options& options, Console& console) {
+    if (!options.namesRoots()) return ToolRoot::defaults();
+    std::vector<ToolRoot> roots;
+    addRoots(roots, options.codexRoots, ToolKind::codex, console);
+    addRoots(roots, options.claudeRoots, ToolKind::claudeCode, console);
     return roots;
 }
 
@@ -55,7 +62,7 @@ PriceTable builtInPrices() {
 }
 
 PriceTable pricesFor(const Options& options) {
-    if (options.defaultPrices || !options.codexRoots.empty()) return builtInPrices();
+    if (options.defaultPrices || options.namesRoots()) return builtInPrices();
     return PriceTable(CostEstimator::prices(*userPreferences()));
 }
 

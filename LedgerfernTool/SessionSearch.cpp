@@ -65,7 +65,7 @@ NoSession none(const std::string& text, const std::string& path, const std::vect
     if (std::any_of(folders.begin(), folders.end(), [&](const std::string& f) { return isBelow(path, f); }))
         return {"the log " + inQuotes(text) + " holds no usage; give the path of a session's log"};
     return {"the log " + inQuotes(text) +
-            " lies outside the folders that are read; name its folder with --codex"};
+            " lies outside the folders that are read; name its folder with --codex or --claude"};
 }
 
 }  // namespace

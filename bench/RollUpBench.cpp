@@ -25,8 +25,8 @@ ParseState madeState(Random& random, Instant start) {
     state.project = "project " + std::to_string(random.below(40));
     state.lastTs = start;
     for (int label = 0; label < 12; ++label) {
-        state.names.intern("tool:number " + std::to_string(label));
-        state.stats.emplace_back(ToolStat{10, 1'000, 100});
+        const auto name = state.names.intern("tool:number " + std::to_string(label));
+        state.stats[name] = {10, 1'000, 100};
     }
     for (std::size_t i = 0; i < requestsPerSession; ++i) {
         RequestRecord record;

@@ -9,7 +9,6 @@
 #include "Foundation/ParallelFor.h"
 #include "Foundation/Paths.h"
 #include "Foundation/UnicodeText.h"
-#include "RolloutParser/RolloutParser.h"
 
 namespace ledgerfern {
 
@@ -38,14 +37,11 @@ typename Map::iterator findForward(Map& map, typename Map::iterator& place, cons
 
 }  // namespace
 
-std::string sessionIDForPath(std::string_view path) {
-    const std::string_view name = lastPathComponent(path);
-    if (!name.starts_with("rollout-") || characterCount(name) < 46) return std::string(path);
-    return std::string(withoutLastCharacters(withoutFirstCharacters(name, 20), 1));
-}
-
 Engine::Engine(std::vector<ToolRoot> roots, Clock clock, unsigned workers)
-    : roots_(longestFirst(std::move(roots))), clock_(std::move(clock)), workers_(workers) {}
+    : roots_(longestFirst(std::move(roots))), clock_(std::move(clock)), workers_(workers) {
+    for (const ToolKind kind : {ToolKind::codex, ToolKind::claudeCode})
+        live_[kind];
+}
 
 Snapshot Engine::rescan(const ScanOptions& options) {
     return queue_.sync([&] {
@@ -82,22 +78,26 @@ void Engine::loadThreadNamesOnce() {
 }
 
 void Engine::forgetVanished(const std::vector<DiscoveredFile>& files) {
-    auto file = files.begin();
-    std::erase_if(codexFiles_, [&](const auto& entry) {
-        while (file != files.end() && file->path < entry.first)
-            ++file;
-        return file == files.end() || file->path != entry.first;
-    });
+    for (auto& [kind, logs] : live_) {
+        auto file = files.begin();
+        std::erase_if(logs, [&](const auto& entry) {
+            while (file != files.end() && file->path < entry.first)
+                ++file;
+            return file == files.end() || file->path != entry.first;
+        });
+    }
 }
 
 /// Brings every file that has a state up to date; gives the others.
 Engine::FileIndices Engine::warmPass(const std::vector<DiscoveredFile>& files, const ScanOptions& options) {
     FileIndices cold;
-    auto place = codexFiles_.begin();
+    std::map<ToolKind, LiveFiles::iterator> places;
+    for (auto& [kind, logs] : live_)
+        places[kind] = logs.begin();
     for (std::size_t i = 0; i < files.size(); ++i) {
-        const auto live = files[i].kind == ToolKind::codex ? findForward(codexFiles_, place, files[i].path)
-                                                           : codexFiles_.end();
-        if (live == codexFiles_.end())
+        LiveFiles& logs = live_[files[i].kind];
+        const auto live = findForward(logs, places[files[i].kind], files[i].path);
+        if (live == logs.end())
             cold.push_back(i);
         else
             refresh(files[i], live->second, options);
@@ -108,20 +108,13 @@ Engine::FileIndices Engine::warmPass(const std::vector<DiscoveredFile>& files, c
 
 /// A file that got shorter was truncated or replaced, and is read anew. There is no other test for a changed
 /// file: one that was replaced by a longer one is taken for a grown one.
-void Engine::refresh(const DiscoveredFile& file, CodexFile& live, const ScanOptions& options) {
-    if (file.stat.size < live.state.bytesConsumed) {
-        live.state = {};
-        live.published.reset();
-    }
-    if (file.stat.size != live.state.bytesConsumed) {
+void Engine::refresh(const DiscoveredFile& file, LivePointer& live, const ScanOptions& options) {
+    if (file.stat.size < live->bytesConsumed()) live = makeLiveLog(file.kind);
+    if (file.stat.size != live->bytesConsumed()) {
         if (!warmScratch_) warmScratch_ = std::make_unique<ReadScratch>();
-        // A file that can't be opened keeps what is known of it, and is tried again by the next scan.
-        if (RolloutParser::updateState(file.path, live.state, *warmScratch_)) live.published.reset();
+        live->read(file.path, *warmScratch_);
     }
-    if (options.finishFiles) {
-        RolloutParser::finishEOF(live.state);
-        live.published.reset();
-    }
+    if (options.finishFiles) live->finish();
 }
 
 Engine::FileIndices Engine::select(const std::vector<DiscoveredFile>& files, FileIndices cold,
@@ -141,9 +134,9 @@ Engine::FileIndices Engine::select(const std::vector<DiscoveredFile>& files, Fil
 
 /// Reads files from their first byte, in parallel: the only work that grows with history. The largest go
 /// first, so that no worker is left alone with one of them at the end.
-std::vector<Engine::ColdOutcome> Engine::readCold(const std::vector<DiscoveredFile>& files,
+std::vector<Engine::LivePointer> Engine::readCold(const std::vector<DiscoveredFile>& files,
                                                   const FileIndices& kept, const ScanOptions& options) {
-    std::vector<ColdOutcome> outcomes(kept.size());
+    std::vector<LivePointer> outcomes(kept.size());
     if (kept.empty()) return outcomes;
     std::vector<std::size_t> order(kept.size());
     std::iota(order.begin(), order.end(), std::size_t{0});
@@ -154,15 +147,13 @@ std::vector<Engine::ColdOutcome> Engine::readCold(const std::vector<DiscoveredFi
         std::vector<std::unique_ptr<ReadScratch>> scratches(workerCount(kept.size(), workers_));
         parallelFor(kept.size(), workers_, [&](std::size_t i, std::size_t worker) {
             const DiscoveredFile& file = files[kept[order[i]]];
-            if (file.kind != ToolKind::codex) return;
             if (!scratches[worker]) scratches[worker] = std::make_unique<ReadScratch>();
-            CodexFile& codex = outcomes[order[i]].codex.emplace();
-            codex.sessionID = sessionIDForPath(file.path);
-            codex.state.attribCutoff = options.attribCutoff;
+            LivePointer& live = outcomes[order[i]];
+            live = makeLiveLog(file.kind, options.attribCutoff);
             // A file that can't be opened has a fresh state, and is tried again by the next scan.
-            static_cast<void>(RolloutParser::updateState(file.path, codex.state, *scratches[worker]));
-            if (options.finishFiles) RolloutParser::finishEOF(codex.state);
-            RolloutParser::shrinkToFit(codex.state);
+            live->read(file.path, *scratches[worker]);
+            if (options.finishFiles) live->finish();
+            live->giveBackRoom();
         });
     }
     releaseFreeMemory();
@@ -171,14 +162,14 @@ std::vector<Engine::ColdOutcome> Engine::readCold(const std::vector<DiscoveredFi
 
 /// Takes over what was read, and counts the files: those read now, and those that the previous scan knew.
 Engine::FileCounts Engine::merge(const std::vector<DiscoveredFile>& files, const FileIndices& kept,
-                                 std::vector<ColdOutcome> outcomes) {
+                                 std::vector<LivePointer> outcomes) {
     FileCounts filesPerTool;
     std::vector<std::string> seen;
     for (std::size_t i = 0; i < kept.size(); ++i) {
         const DiscoveredFile& file = files[kept[i]];
         seen.push_back(file.path);
         ++filesPerTool[file.kind];
-        if (outcomes[i].codex) codexFiles_.insert_or_assign(file.path, std::move(*outcomes[i].codex));
+        live_[file.kind].insert_or_assign(file.path, std::move(outcomes[i]));
     }
     countRest(seen, filesPerTool);
     return filesPerTool;

@@ -10,12 +10,12 @@
 #include <vector>
 
 #include "Analytics/Snapshot.h"
+#include "Engine/LiveLog.h"
 #include "Engine/ToolRoot.h"
 #include "Foundation/Clock.h"
 #include "Foundation/FileStat.h"
 #include "Foundation/SerialQueue.h"
 #include "Parsing/ReadScratch.h"
-#include "RolloutParser/ParseState.h"
 
 namespace ledgerfern {
 
@@ -61,15 +61,8 @@ private:
         ToolKind kind;
         FileStat stat;
     };
-    /// A Codex file that has been read in this run.
-    struct CodexFile {
-        std::string sessionID;
-        ParseState state;
-        SessionPointer published;  ///< What `finalize` gives; null where the state has changed since.
-    };
-    struct ColdOutcome {
-        std::optional<CodexFile> codex;
-    };
+    using LivePointer = std::unique_ptr<LiveLog>;
+    using LiveFiles = std::map<std::string, LivePointer>;  // by path
     using FileIndices = std::vector<std::size_t>;
     using FileCounts = std::map<ToolKind, std::int64_t>;
 
@@ -78,13 +71,13 @@ private:
     void loadThreadNamesOnce();
     void forgetVanished(const std::vector<DiscoveredFile>& files);
     FileIndices warmPass(const std::vector<DiscoveredFile>& files, const ScanOptions& options);
-    void refresh(const DiscoveredFile& file, CodexFile& live, const ScanOptions& options);
+    void refresh(const DiscoveredFile& file, LivePointer& live, const ScanOptions& options);
     FileIndices select(const std::vector<DiscoveredFile>& files, FileIndices cold,
                        const ScanOptions& options);
-    std::vector<ColdOutcome> readCold(const std::vector<DiscoveredFile>& files, const FileIndices& kept,
+    std::vector<LivePointer> readCold(const std::vector<DiscoveredFile>& files, const FileIndices& kept,
                                       const ScanOptions& options);
     FileCounts merge(const std::vector<DiscoveredFile>& files, const FileIndices& kept,
-                     std::vector<ColdOutcome> outcomes);
+                     std::vector<LivePointer> outcomes);
     void countRest(const std::vector<std::string>& seen, FileCounts& filesPerTool) const;
     std::optional<ToolKind> kindForPath(std::string_view path) const;
 
@@ -97,15 +90,11 @@ private:
     const Clock clock_;
     const unsigned workers_;
     SerialQueue queue_{"ledgerfern.engine"};
-    std::map<std::string, CodexFile> codexFiles_;
+    std::map<ToolKind, LiveFiles> live_;   // of every kind, Codex first
     std::vector<std::string> knownFiles_;  // what the previous scan found, sorted, each path once
     std::map<std::string, std::string> threadNames_;
     std::unique_ptr<ReadScratch> warmScratch_;
     std::atomic<std::int64_t> skippedOldFiles_{0};
 };
-
-/// What stands for a Codex session where its thread is meant: the file's name without its first 20 characters
-/// and its last, where it is a rollout's, else the whole path. Characters are user-perceived ones.
-std::string sessionIDForPath(std::string_view path);
 
 }  // namespace ledgerfern

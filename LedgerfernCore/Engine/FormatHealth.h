@@ -20,6 +20,12 @@ struct CodexEntry {
     std::int64_t responseItems = 0;  ///< Signs of activity.
 };
 
+/// The sessions to look at.
+struct Report {
+    std::vector<ClaudeEntry> claude;
+    std::vector<CodexEntry> codex;
+};
+
 /// A sentence for each agent whose recent sessions look as if the format had changed, Claude Code's first;
 /// empty when nothing is wrong.
 std::vector<std::string> warnings(std::span<const ClaudeEntry> claude, std::span<const CodexEntry> codex);

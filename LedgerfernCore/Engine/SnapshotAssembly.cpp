@@ -3,7 +3,7 @@
 
 #include "Engine/Engine.h"
 #include "Engine/FormatHealth.h"
-#include "RolloutParser/RolloutParser.h"
+#include "Foundation/Arithmetic.h"
 
 namespace ledgerfern {
 
@@ -24,8 +24,9 @@ Snapshot Engine::currentSnapshot() {
 
 Snapshot Engine::buildSnapshot(FileCounts filesPerTool) {
     Snapshot snapshot;
-    for (const auto& [path, file] : codexFiles_)
-        snapshot.malformedLines += file.state.malformedLines;
+    for (const auto& [kind, logs] : live_)
+        for (const auto& [path, log] : logs)
+            snapshot.malformedLines = checkedAdd(snapshot.malformedLines, log->malformedLines());
     snapshot.sessions = publishSessions(snapshot.sessionIDs);
     std::int64_t filesScanned = 0;
     for (const auto& [kind, count] : filesPerTool)
@@ -43,13 +44,14 @@ Snapshot Engine::buildSnapshot(FileCounts filesPerTool) {
 /// finished here, so what a parser holds open isn't in the result.
 SessionList Engine::publishSessions(std::map<std::string, std::string>& sessionIDs) {
     SessionList sessions;
-    sessions.reserve(codexFiles_.size());
-    for (auto& [path, file] : codexFiles_) {
-        if (!RolloutParser::usable(file.state)) continue;
-        if (!file.published)
-            file.published = std::make_shared<const SessionResult>(RolloutParser::finalize(file.state, path));
-        sessions.push_back(file.published);
-        sessionIDs.emplace_hint(sessionIDs.end(), path, file.sessionID);
+    for (auto& [kind, logs] : live_) {
+        sessions.reserve(sessions.size() + logs.size());
+        for (auto& [path, log] : logs) {
+            SessionPointer session = log->session(path);
+            if (!session) continue;
+            sessions.push_back(std::move(session));
+            sessionIDs.insert_or_assign(path, log->sessionID(path));
+        }
     }
     std::stable_sort(sessions.begin(), sessions.end(), [](const SessionPointer& a, const SessionPointer& b) {
         return a->lastTs.value_or(distantPast) > b->lastTs.value_or(distantPast);
@@ -59,22 +61,18 @@ SessionList Engine::publishSessions(std::map<std::string, std::string>& sessionI
 
 /// Looks at all states of the last two weeks, those included that make no session.
 std::vector<std::string> Engine::formatWarnings(Instant now) const {
-    std::vector<FormatHealth::CodexEntry> codex;
-    for (const auto& [path, file] : codexFiles_) {
-        const ParseState& state = file.state;
-        if (state.lastTs.value_or(distantPast) >= now - formatHealthSpan)
-            codex.push_back({state.metaSet, state.sawRequests, state.responseItems});
-    }
-    return FormatHealth::warnings({}, codex);
+    FormatHealth::Report report;
+    for (const auto& [kind, logs] : live_)
+        for (const auto& [path, log] : logs)
+            if (log->lastTs().value_or(distantPast) >= now - formatHealthSpan) log->reportTo(report);
+    return FormatHealth::warnings(report.claude, report.codex);
 }
 
 std::optional<SessionResult> Engine::fullResult(const std::string& path) {
     return queue_.sync([&]() -> std::optional<SessionResult> {
-        const auto file = codexFiles_.find(path);
-        if (file == codexFiles_.end()) return std::nullopt;
-        ParseState state = file->second.state;
-        RolloutParser::finishEOF(state);
-        return RolloutParser::finalize(state, path);
+        for (const auto& [kind, logs] : live_)
+            if (const auto log = logs.find(path); log != logs.end()) return log->second->finished(path);
+        return std::nullopt;
     });
 }
 

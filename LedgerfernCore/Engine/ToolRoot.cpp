@@ -7,13 +7,13 @@ namespace ledgerfern {
 ToolRoot ToolRoot::codexDefault() {
     return {homeDirectory() + "/.codex/sessions", ToolKind::codex};
 }
-// Claude Code's logs have no reader yet.
-std::vector<ToolRoot> ToolRoot::defaults() {
-    return {codexDefault()};
-}
 
 ToolRoot ToolRoot::claudeDefault() {
     return {homeDirectory() + "/.claude/projects", ToolKind::claudeCode};
+}
+
+std::vector<ToolRoot> ToolRoot::defaults() {
+    return {codexDefault(), claudeDefault()};
 }
 
 }  // namespace ledgerfern

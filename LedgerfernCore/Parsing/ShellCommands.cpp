@@ -43,13 +43,6 @@ std::string_view firstSegment(std::string_view command) {
     return command.substr(start, command.find_first_of(separators, start) - start);
 }
 
-/// True for "NAME=...", NAME being letters, digits and "_", no digit first.
-bool isAssignment(std::string_view token) {
-    const auto nameEnd =
-        std::find_if_not(token.begin(), token.end(), [](char c) { return startsName(c) || isDigit(c); });
-    return nameEnd != token.end() && *nameEnd == '=' && startsName(token.front());
-}
-
 /// True for 1 to 24 letters, digits, "_", ".", "+" and "-", a letter first.
 bool isCommandWord(std::string_view word) {
     return !word.empty() && word.size() <= 24 && isLower(word.front()) &&
@@ -143,6 +136,12 @@ OptionalJson commandSource(const JsonObject& payload, JsonReader& argumentsReade
 }
 
 }  // namespace
+
+bool isAssignment(std::string_view token) {
+    const auto nameEnd =
+        std::find_if_not(token.begin(), token.end(), [](char c) { return startsName(c) || isDigit(c); });
+    return nameEnd != token.end() && *nameEnd == '=' && startsName(token.front());
+}
 
 std::optional<std::string> commandString(const std::optional<JsonObject>& payload,
                                          JsonReader& argumentsReader) {

@@ -21,6 +21,9 @@ struct ShellCategory {
 std::optional<std::string> commandString(const std::optional<JsonObject>& payload,
                                          JsonReader& argumentsReader);
 
+/// True for "NAME=...", NAME being letters, digits and "_", no digit first.
+bool isAssignment(std::string_view token);
+
 /// A short, stable category for a command text, from one command word and at most one argument. Deliberately
 /// coarse: shell syntax isn't read, quotes aren't respected, and only the first command of a chain counts.
 /// Absent without a command, and for one of variable assignments or blanks alone.

@@ -134,20 +134,13 @@ void Update::attribute(const ClosedRequest& request, std::size_t windowBegin) {
     for (std::size_t i = windowBegin; i < request.windowEnd; ++i) {
         const WindowItem& item = state_.window[i];
         if (item.label == StringPool::none) continue;  // its name didn't fit the pool
-        ToolStat& stat = statOf(item.label);
+        ToolStat& stat = state_.stats[item.label];
         const bool produced = item.kind == RequestItemKind::assistant;
         if (produced && isToolLabel(state_.names[item.label])) stat.calls = checkedAdd(stat.calls, 1);
         if (request.input != 0) addFromOutside(stat.attribInput, share(item.bytes, request.input, all));
         if (produced && request.lastOutput != 0)
             addFromOutside(stat.attribOutput, share(request.lastOutput, item.bytes, assistant));
     }
-}
-
-ToolStat& Update::statOf(StringPool::Index label) {
-    if (label >= state_.stats.size()) state_.stats.resize(std::size_t{label} + 1);
-    std::optional<ToolStat>& stat = state_.stats[label];
-    if (!stat) stat.emplace();
-    return *stat;
 }
 
 }  // namespace ledgerfern::RolloutParser

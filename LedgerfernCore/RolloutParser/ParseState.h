@@ -9,7 +9,8 @@
 #include "Foundation/SharedArray.h"
 #include "Foundation/StringPool.h"
 #include "Parsing/CacheBreakTracker.h"
-#include "RolloutParser/CallLabels.h"
+#include "Parsing/CallLabels.h"
+#include "Parsing/LabelStats.h"
 #include "UsageRecords/Records.h"
 #include "UsageRecords/RequestList.h"
 #include "UsageRecords/SessionInsights.h"
@@ -51,9 +52,8 @@ struct ParseState {
     std::vector<WindowItem> window;     ///< Items of the request now being assembled.
     SharedArray<RequestRecord> requests;  ///< All requests, in log order; their names are in `names`.
     StringIndex names;                    ///< Tool labels and models.
-    std::vector<std::optional<ToolStat>>
-        stats;                     ///< Statistics by tool label, at the label's index in `names`.
-    std::int64_t compactions = 0;  ///< `context_compacted` events.
+    LabelStats stats;                     ///< Statistics by tool label.
+    std::int64_t compactions = 0;         ///< `context_compacted` events.
     std::optional<RateLimitInfo> lastRateLimit;
     std::string pendingPartial;       ///< Bytes of an unfinished last line.
     std::uint64_t bytesConsumed = 0;  ///< File offset reached, the bytes in `pendingPartial` included.

@@ -2,38 +2,19 @@
 
 #include <algorithm>
 
-#include "Foundation/Files.h"
 #include "Foundation/UnicodeText.h"
+#include "Parsing/PaddedLine.h"
+#include "Parsing/TailRead.h"
 #include "RolloutParser/Update.h"
 
 namespace ledgerfern::RolloutParser {
 
 namespace {
 
-/// A copy of a line with the readers' padding behind it.
-class PaddedLine {
-public:
-    explicit PaddedLine(std::string_view line) : bytes_(line), length_(line.size()) {
-        bytes_.append(LineScanner::padding, '\0');
-    }
-    std::string_view view() const { return std::string_view(bytes_).substr(0, length_); }
-
-private:
-    std::string bytes_;
-    std::size_t length_;
-};
-
 std::optional<std::string> optionalText(const OptionalJson& value) {
     const auto text = asString(value);
     if (!text) return std::nullopt;
     return std::string(*text);
-}
-
-ToolTable toolTable(const ParseState& state) {
-    std::vector<ToolTable::Row> rows;
-    for (std::size_t label = 0; label < state.stats.size(); ++label)
-        if (state.stats[label]) rows.push_back({static_cast<StringPool::Index>(label), *state.stats[label]});
-    return {state.names.pool(), std::move(rows)};
 }
 
 }  // namespace
@@ -51,19 +32,14 @@ void updateState(const ByteSource& source, ParseState& state, ReadScratch& scrat
         update.applyLine(line);
         known = 0;
     };
-    while (const std::size_t count = source(scratch.block(), scratch.blockSize())) {
-        state.bytesConsumed += count;
-        LineScanner::scan({scratch.block(), count}, state.pendingPartial, consume);
-    }
+    readTail(source, scratch, state.bytesConsumed, state.pendingPartial, consume);
     update.settle();
 }
 
 bool updateState(const std::string& path, ParseState& state, ReadScratch& scratch) {
-    auto file = FileReader::open(path);
-    if (!file) return false;
-    file->seek(state.bytesConsumed);
-    updateState([&file](char* buffer, std::size_t size) { return file->read(buffer, size); }, state, scratch);
-    return true;
+    const auto file = openTail(path, state.bytesConsumed);
+    if (file) updateState(file, state, scratch);
+    return file != nullptr;
 }
 
 bool updateState(const std::string& path, ParseState& state) {
@@ -118,7 +94,7 @@ SessionResult finalize(const ParseState& state, const std::string& path, ToolKin
     result.requests = RequestList(state.requests, state.names.pool());
     result.totals = state.totals;
     if (state.segCum) result.totals.add(*state.segCum);
-    result.tools = toolTable(state);
+    result.tools = state.stats.table(state.names.pool());
     result.rateLimit = state.lastRateLimit;
     result.rlDaily = state.rlDaily;
     result.insights = state.insights;
@@ -130,7 +106,7 @@ void shrinkToFit(ParseState& state) {
     state.window.shrink_to_fit();
     state.requests.shrinkToFit();
     state.names.shrinkToFit();
-    state.stats.shrink_to_fit();
+    state.stats.shrinkToFit();
     state.tcLog.shrink_to_fit();
     state.pendingPartial.shrink_to_fit();
 }

@@ -55,10 +55,6 @@ void shrinkToFit(ParseState& state);
 /// Where a session comes from, by the value of its meta data's "source".
 SourceInfo extractSource(const OptionalJson& value);
 
-/// The first 90 characters of a message's "content", without white space at its ends; absent where it has no
-/// text.
-std::optional<std::string> firstText(const OptionalJson& content);
-
 /// True for labels of tools, false for those of user and assistant text.
 bool isToolLabel(std::string_view label);
 

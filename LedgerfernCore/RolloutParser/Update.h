@@ -79,7 +79,6 @@ private:
     void readRateLimits(const JsonObject& limits, std::optional<Instant> ts);
     StringPool::Index dominantLabel(std::size_t begin, std::size_t end) const;
     void attribute(const ClosedRequest& request, std::size_t windowBegin);
-    ToolStat& statOf(StringPool::Index label);
     std::size_t openWindowBegin() const { return closed_.empty() ? 0 : closed_.back().windowEnd; }
 
     ParseState& state_;

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "CodexLog.h"
+#include "Parsing/FirstText.h"
 #include "TempFolder.h"
 
 namespace ledgerfern {

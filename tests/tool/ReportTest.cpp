@@ -87,8 +87,10 @@ TEST(Report, coloursHeadingsAndNearLimitsOnATerminal) {
 TEST(Report, saysInOneSentenceThatThereIsNothing) {
     const LogFolder folder;
     std::filesystem::create_directories(folder.path("sessions"));
-    EXPECT_EQ(report(folder, 400), "No session logs were found below " + folder.path("sessions") +
-                                       "; run a session in Codex, or name another folder with --codex.\n");
+    EXPECT_EQ(
+        report(folder, 400),
+        "No session logs were found below " + folder.path("sessions") +
+            "; run a session in Codex or Claude Code, or name another folder with --codex or --claude.\n");
 }
 
 TEST(Report, saysWhereLogsHoldNoUsage) {

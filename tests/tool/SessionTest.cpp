@@ -237,8 +237,9 @@ TEST(SessionCommand, saysThatALogLiesOutsideTheFolders) {
     const std::string path = other.write("b.jsonl", smallLog("y").text());
     const Outcome outcome = session(folder, path);
     EXPECT_EQ(outcome.status, 1);
-    EXPECT_EQ(outcome.err, "ledgerfern-cli: the log “" + path +
-                               "” lies outside the folders that are read; name its folder with --codex\n");
+    EXPECT_EQ(outcome.err,
+              "ledgerfern-cli: the log “" + path +
+                  "” lies outside the folders that are read; name its folder with --codex or --claude\n");
     EXPECT_THAT(session(folder, other.write("notes.txt", "")).err, HasSubstr("there is no session “"));
 }
 

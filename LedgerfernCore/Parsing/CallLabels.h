@@ -16,6 +16,8 @@ public:
     Index number(std::string_view id);
     /// `StringPool::none` where the id has no label (yet), and for `StringPool::none`.
     Index label(Index number) const { return number == StringPool::none ? number : labels_[number]; }
+    /// The label of an id; `StringPool::none` where it has none.
+    Index labelOf(std::string_view id) const { return label(ids_.find(id)); }
     /// Nothing happens for `StringPool::none`.
     void setLabel(Index number, Index label);
     void shrinkToFit();

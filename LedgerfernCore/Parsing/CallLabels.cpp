@@ -1,4 +1,4 @@
-#include "RolloutParser/CallLabels.h"
+#include "Parsing/CallLabels.h"
 
 namespace ledgerfern {
 
