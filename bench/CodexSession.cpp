@@ -2,43 +2,16 @@
 
 #include <algorithm>
 #include <array>
-#include <chrono>
-#include <cstdio>
 
 namespace ledgerfern::bench {
 
-namespace {
-
-constexpr std::string_view hexDigits = "0123456789abcdef";
-constexpr std::string_view base62 = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789";
-constexpr double longestText = 190'000;
-
-std::string timestamp(std::int64_t milliseconds) {
-    using namespace std::chrono;
-    const sys_time<std::chrono::milliseconds> instant{std::chrono::milliseconds(milliseconds)};
-    const auto day = floor<days>(instant);
-    const year_month_day date(day);
-    const hh_mm_ss time(instant - day);
-    char text[40];
-    std::snprintf(text, sizeof text, "%04d-%02u-%02uT%02d:%02d:%02d.%03dZ", int(date.year()),
-                  unsigned(date.month()), unsigned(date.day()), int(time.hours().count()),
-                  int(time.minutes().count()), int(time.seconds().count()), int(time.subseconds().count()));
-    return text;
-}
-
-}  // namespace
-
 CodexSession::CodexSession(const SessionTexts& texts, Random random, std::int64_t start)
-    : texts_(texts), random_(random), now_(start), id_(uuid()) {
-    static constexpr std::array<std::string_view, 5> projects = {"harbour", "lantern", "meadow", "quarry",
-                                                                 "tern"};
+    : SessionWriter(texts, random, start) {
     static constexpr std::array<std::string_view, 3> models = {"gpt-5.4", "gpt-5.5", "gpt-5.6-sol"};
-    cwd_ = "/home/someone/work/" + std::string(projects[random_.below(projects.size())]);
     model_ = models[random_.below(models.size())];
 }
 
-void CodexSession::begin(std::string& out) {
-    out_ = &out;
+void CodexSession::writeBeginning() {
     sessionMeta();
     // A forked session repeats the meta data of those it stems from.
     if (random_.percent(4)) {
@@ -48,8 +21,7 @@ void CodexSession::begin(std::string& out) {
     message("developer", 8000);
 }
 
-void CodexSession::turn(std::string& out, std::size_t limit) {
-    out_ = &out;
+void CodexSession::writeTurn(std::size_t limit) {
     turnID_ = uuid();
     open("event_msg", "task_started");
     member("turn_id", turnID_);
@@ -62,7 +34,7 @@ void CodexSession::turn(std::string& out, std::size_t limit) {
     open("event_msg", "user_message");
     text("message", texts_.prose, 500, 1);
     close();
-    for (std::size_t requests = 3 + random_.below(16); requests > 0 && out.size() < limit; --requests)
+    for (std::size_t requests = 3 + random_.below(16); requests > 0 && length() < limit; --requests)
         request();
     open("event_msg", "task_complete");
     member("turn_id", turnID_);
@@ -81,11 +53,11 @@ void CodexSession::request() {
 
 void CodexSession::open(std::string_view type, std::string_view payloadType) {
     now_ += static_cast<std::int64_t>(random_.below(4000));
-    *out_ += R"({"timestamp":")";
-    *out_ += timestamp(now_);
-    *out_ += R"(","type":")";
-    *out_ += type;
-    *out_ += R"(","payload":{)";
+    raw(R"({"timestamp":")");
+    raw(timestamp());
+    raw(R"(","type":")");
+    raw(type);
+    raw(R"(","payload":{)");
     if (payloadType.empty())
         member("model_provider", "openai");
     else
@@ -93,77 +65,55 @@ void CodexSession::open(std::string_view type, std::string_view payloadType) {
 }
 
 void CodexSession::close() {
-    // Every member leaves a comma behind it.
-    out_->back() = '}';
-    *out_ += "}\n";
-}
-
-void CodexSession::member(std::string_view key, std::string_view value) {
-    *out_ += '"';
-    *out_ += key;
-    *out_ += R"(":")";
-    *out_ += value;
-    *out_ += R"(",)";
-}
-
-void CodexSession::text(std::string_view key, const TextPool& pool, double median, double sigma) {
-    const double length = std::min(random_.logNormal(median, sigma), longestText);
-    member(key, pool.take(random_, static_cast<std::size_t>(length)));
-}
-
-void CodexSession::count(std::string_view key, std::uint64_t value) {
-    *out_ += '"';
-    *out_ += key;
-    *out_ += R"(":)";
-    *out_ += std::to_string(value);
-    *out_ += ',';
+    endObject();
+    raw("}\n");
 }
 
 void CodexSession::usage(std::string_view key, const Counters& counters) {
-    *out_ += '"';
-    *out_ += key;
-    *out_ += R"(":{)";
+    raw("\"");
+    raw(key);
+    raw(R"(":{)");
     count("input_tokens", counters.input);
     count("cached_input_tokens", counters.cached);
     count("output_tokens", counters.output);
     count("reasoning_output_tokens", counters.reasoning);
     count("total_tokens", counters.input + counters.output);
-    out_->back() = '}';
-    *out_ += ',';
+    endObject();
+    raw(",");
 }
 
 void CodexSession::sessionMeta() {
     open("session_meta");
     member("id", id_);
-    member("timestamp", timestamp(now_));
+    member("timestamp", timestamp());
     member("cwd", cwd_);
     member("originator", "codex_cli_rs");
     member("cli_version", "0.142.5");
     member("source", "cli");
-    *out_ += R"("base_instructions":{)";
+    raw(R"("base_instructions":{)");
     text("text", texts_.prose, 20000, 0.3);
-    out_->back() = '}';
-    *out_ += R"(,"git":{)";
-    member("commit_hash", random_.text(hexDigits, 40));
+    endObject();
+    raw(R"(,"git":{)");
+    member("commit_hash", hexadecimal(40));
     member("branch", "main");
-    out_->back() = '}';
-    *out_ += ',';
+    endObject();
+    raw(",");
     close();
 }
 
 void CodexSession::worldState() {
     open("world_state");
-    *out_ += R"("full":true,"state":{"agents_md":{)";
+    raw(R"("full":true,"state":{"agents_md":{)");
     member("directory", cwd_);
     text("text", texts_.prose, 14000, 0.8);
-    out_->back() = '}';
-    *out_ += R"(,"host_skills":{)";
+    endObject();
+    raw(R"(,"host_skills":{)");
     text("body", texts_.prose, 9000, 0.8);
-    out_->back() = '}';
-    *out_ += R"(,"permissions":{"approved_command_prefixes":[["git","log"],["ls"],["rg"]]},)";
+    endObject();
+    raw(R"(,"permissions":{"approved_command_prefixes":[["git","log"],["ls"],["rg"]]},)");
     member("model", model_);
-    out_->back() = '}';
-    *out_ += ',';
+    endObject();
+    raw(",");
     close();
 }
 
@@ -171,10 +121,10 @@ void CodexSession::turnContext() {
     open("turn_context");
     member("turn_id", turnID_);
     member("cwd", cwd_);
-    member("current_date", timestamp(now_).substr(0, 10));
+    member("current_date", timestamp().substr(0, 10));
     member("timezone", "Europe/Paris");
     member("approval_policy", "on-request");
-    *out_ += R"("sandbox_policy":{"type":"workspace-write","network_access":false},)";
+    raw(R"("sandbox_policy":{"type":"workspace-write","network_access":false},)");
     member("model", model_);
     member("effort", "high");
     text("user_instructions", texts_.prose, 1000, 0.5);
@@ -183,54 +133,54 @@ void CodexSession::turnContext() {
 
 void CodexSession::settings() {
     open("event_msg", "thread_settings_applied");
-    *out_ += R"("thread_settings":{)";
+    raw(R"("thread_settings":{)");
     member("model", model_);
     member("cwd", cwd_);
     member("approval_policy", "on-request");
     text("developer_instructions", texts_.prose, 900, 0.3);
-    out_->back() = '}';
-    *out_ += ',';
+    endObject();
+    raw(",");
     close();
 }
 
 void CodexSession::message(std::string_view role, double median) {
     open("response_item", "message");
     member("role", role);
-    *out_ += R"("content":[{"type":"input_text",)";
+    raw(R"("content":[{"type":"input_text",)");
     text("text", texts_.prose, median, 1);
-    out_->back() = '}';
-    *out_ += "],";
+    endObject();
+    raw("],");
     close();
 }
 
 void CodexSession::reasoning() {
     open("response_item", "reasoning");
-    member("id", "rs_" + random_.text(hexDigits, 50));
-    *out_ += R"("summary":[{"type":"summary_text",)";
+    member("id", "rs_" + hexadecimal(50));
+    raw(R"("summary":[{"type":"summary_text",)");
     text("text", texts_.prose, 60, 0.5);
-    out_->back() = '}';
-    *out_ += "],";
+    endObject();
+    raw("],");
     text("encrypted_content", texts_.base64, 1800, 0.9);
     close();
 }
 
 void CodexSession::answer() {
-    const double length = std::min(random_.logNormal(500, 1), longestText);
-    const std::string_view content = texts_.prose.take(random_, static_cast<std::size_t>(length));
+    const auto length = static_cast<std::size_t>(std::min(random_.logNormal(500, 1), longestText));
+    const std::string_view content = texts_.prose.take(random_, length);
     open("event_msg", "agent_message");
     member("message", content);
     close();
     open("response_item", "message");
     member("role", "assistant");
-    *out_ += R"("content":[{"type":"output_text",)";
+    raw(R"("content":[{"type":"output_text",)");
     member("text", content);
-    out_->back() = '}';
-    *out_ += "],";
+    endObject();
+    raw("],");
     close();
 }
 
 void CodexSession::toolCall() {
-    const std::string callID = "call_" + random_.text(base62, 24);
+    const std::string callID = "call_" + letters(24);
     const bool custom = random_.percent(25);
     open("response_item", custom ? "custom_tool_call" : "function_call");
     member("status", "completed");
@@ -257,23 +207,23 @@ void CodexSession::execCommandEnd(std::string_view callID) {
     open("event_msg", "exec_command_end");
     member("call_id", callID);
     member("turn_id", turnID_);
-    *out_ += R"("command":["/bin/zsh","-lc","cargo test"],)";
+    raw(R"("command":["/bin/zsh","-lc","cargo test"],)");
     member("cwd", cwd_);
     text("aggregated_output", texts_.code, 1500, 1.2);
-    *out_ += R"("exit_code":0,"duration":{"secs":1,"nanos":216691625},)";
+    raw(R"("exit_code":0,"duration":{"secs":1,"nanos":216691625},)");
     close();
 }
 
 void CodexSession::mcpCallEnd(std::string_view callID) {
     open("event_msg", "mcp_tool_call_end");
     member("call_id", callID);
-    *out_ += R"("invocation":{"server":"browser","tool":"open","arguments":{)";
+    raw(R"("invocation":{"server":"browser","tool":"open","arguments":{)");
     text("code", texts_.code, 500, 0.5);
-    out_->back() = '}';
-    *out_ += R"(},"duration":{"secs":1,"nanos":216691625},"result":{"Ok":{"content":[{"type":"text",)";
+    endObject();
+    raw(R"(},"duration":{"secs":1,"nanos":216691625},"result":{"Ok":{"content":[{"type":"text",)");
     text("text", texts_.code, 2500, 1);
-    out_->back() = '}';
-    *out_ += R"(],"isError":false}},)";
+    endObject();
+    raw(R"(],"isError":false}},)");
     close();
 }
 
@@ -296,17 +246,17 @@ void CodexSession::tokenCount() {
     total_.output += last.output;
     total_.reasoning += last.reasoning;
     open("event_msg", "token_count");
-    *out_ += R"("info":{)";
+    raw(R"("info":{)");
     usage("total_token_usage", total_);
     usage("last_token_usage", last);
     count("model_context_window", 353400);
-    out_->back() = '}';
+    endObject();
     const auto used = static_cast<std::uint64_t>(now_ / 600'000 % 1000);
-    *out_ += R"(,"rate_limits":{"limit_id":"codex","primary":{"used_percent":)";
-    *out_ += std::to_string(used / 10) + "." + std::to_string(used % 10);
-    *out_ += R"(,"window_minutes":10080,"resets_at":)";
-    *out_ += std::to_string((now_ / 604'800'000 + 1) * 604'800);
-    *out_ += R"(},"secondary":null,"credits":null,"plan_type":"team"},)";
+    raw(R"(,"rate_limits":{"limit_id":"codex","primary":{"used_percent":)");
+    raw(std::to_string(used / 10) + "." + std::to_string(used % 10));
+    raw(R"(,"window_minutes":10080,"resets_at":)");
+    raw(std::to_string((now_ / 604'800'000 + 1) * 604'800));
+    raw(R"(},"secondary":null,"credits":null,"plan_type":"team"},)");
     close();
 }
 
@@ -317,13 +267,6 @@ void CodexSession::compaction() {
     open("event_msg", "context_compacted");
     close();
     context_ = 15'000 + random_.below(10'000);
-}
-
-std::string CodexSession::uuid() {
-    std::string text = random_.text(hexDigits, 36);
-    for (const std::size_t place : {8U, 13U, 18U, 23U})
-        text[place] = '-';
-    return text;
 }
 
 }  // namespace ledgerfern::bench

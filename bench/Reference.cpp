@@ -18,11 +18,6 @@ namespace {
 
 constexpr std::size_t blockSize = std::size_t{4} << 20;
 
-constexpr std::array<std::string_view, 8> markers = {
-    "\"session_meta\"", "\"response_item\"",           "\"token_count\"", "\"context_compacted\"",
-    "\"compacted\"",    "\"thread_settings_applied\"", "\"rate_limits\"", "\"event_msg\"",
-};
-
 constexpr std::size_t lanes = 16;
 using Bytes = std::uint8_t __attribute__((vector_size(lanes)));
 
@@ -32,29 +27,65 @@ Bytes load(const char* data) {
     return bytes;
 }
 
-/// Where one of the markers may start in the sixteen bytes from `data` on, as a mask: a quote, one of their
-/// first letters, and one of their second letters. Reads eighteen bytes.
-auto mayStart(const char* data) {
-    const Bytes first = load(data + 1);
-    const Bytes second = load(data + 2);
-    const auto letter = (first == 's') | (first == 'r') | (first == 't') | (first == 'c') | (first == 'e');
-    const auto next = (second == 'e') | (second == 'o') | (second == 'h') | (second == 'a') | (second == 'v');
-    return (load(data) == '"') & letter & next;
-}
+/// The markers of one agent's logs, and the letters with which they start behind their quote.
+struct CodexMarkers {
+    static constexpr std::array<std::string_view, 8> all = {
+        "\"session_meta\"", "\"response_item\"",           "\"token_count\"", "\"context_compacted\"",
+        "\"compacted\"",    "\"thread_settings_applied\"", "\"rate_limits\"", "\"event_msg\"",
+    };
+    static auto letters(Bytes first, Bytes second) {
+        return ((first == 's') | (first == 'r') | (first == 't') | (first == 'c') | (first == 'e')) &
+               ((second == 'e') | (second == 'o') | (second == 'h') | (second == 'a') | (second == 'v'));
+    }
+};
 
+struct ClaudeMarkers {
+    static constexpr std::array<std::string_view, 4> all = {"\"cache_read_input_tokens\"", "\"input_tokens\"",
+                                                            "\"cwd\"", "\"compact_boundary\""};
+    static auto letters(Bytes first, Bytes second) {
+        return ((first == 'c') | (first == 'i')) &
+               ((second == 'a') | (second == 'n') | (second == 'w') | (second == 'o'));
+    }
+};
+
+template <class Markers>
 std::size_t markerEnd(std::string_view text, std::size_t at) {
-    for (const std::string_view marker : markers)
+    for (const std::string_view marker : Markers::all)
         if (text.compare(at, marker.size(), marker) == 0) return at + marker.size();
     return std::string_view::npos;
 }
 
 /// The places among the eight from `at` on that `mask` has, one byte each, the first in the lowest byte.
+template <class Markers>
 std::size_t markerEndAmong(std::string_view text, std::size_t at, std::uint64_t mask) {
     while (mask != 0) {
         const auto place = static_cast<std::size_t>(__builtin_ctzll(mask)) / 8;
-        if (const std::size_t end = markerEnd(text, at + place); end != std::string_view::npos) return end;
+        if (const std::size_t end = markerEnd<Markers>(text, at + place); end != std::string_view::npos)
+            return end;
         mask &= ~(std::uint64_t{0xFF} << (place * 8));
     }
+    return std::string_view::npos;
+}
+
+/// A marker may start where a quote, one of the first letters and one of the second stand; that is asked of
+/// sixteen places at a time, which reads eighteen bytes.
+template <class Markers>
+std::size_t firstEnd(std::string_view text) {
+    std::size_t at = 0;
+    for (; at + lanes + 2 <= text.size(); at += lanes) {
+        const char* const data = text.data() + at;
+        const auto mask = (load(data) == '"') & Markers::letters(load(data + 1), load(data + 2));
+        std::uint64_t halves[2];
+        std::memcpy(halves, &mask, sizeof halves);
+        if ((halves[0] | halves[1]) == 0) [[likely]]
+            continue;
+        for (const std::size_t half : {0U, 1U}) {
+            const std::size_t end = markerEndAmong<Markers>(text, at + half * 8, halves[half]);
+            if (end != std::string_view::npos) return end;
+        }
+    }
+    for (; at < text.size(); ++at)
+        if (const std::size_t end = markerEnd<Markers>(text, at); end != std::string_view::npos) return end;
     return std::string_view::npos;
 }
 
@@ -64,8 +95,9 @@ public:
 
     Worker() { buffer_.resize(blockSize + simdjson::SIMDJSON_PADDING); }
 
-    void read(const std::filesystem::path& path) {
-        const int file = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    void read(const LogFile& log) {
+        agent_ = log.agent;
+        const int file = ::open(log.path.c_str(), O_RDONLY | O_CLOEXEC);
         if (file < 0) return;
         filled_ = 0;
         while (const std::size_t count = readBlock(file)) {
@@ -103,7 +135,7 @@ private:
 
     void line(std::string_view text) {
         ++counts.lines;
-        if (firstMarkerEnd(text) == std::string_view::npos) return;
+        if (firstMarkerEnd(text, agent_) == std::string_view::npos) return;
         ++counts.parsed;
         simdjson::dom::element value;
         std::string_view type;
@@ -113,6 +145,7 @@ private:
             counts.types += type.size();
     }
 
+    Agent agent_ = Agent::codex;
     simdjson::dom::parser parser_;
     std::vector<char> buffer_;
     std::size_t filled_ = 0;
@@ -120,22 +153,8 @@ private:
 
 }  // namespace
 
-std::size_t firstMarkerEnd(std::string_view text) {
-    std::size_t at = 0;
-    for (; at + lanes + 2 <= text.size(); at += lanes) {
-        const auto mask = mayStart(text.data() + at);
-        std::uint64_t halves[2];
-        std::memcpy(halves, &mask, sizeof halves);
-        if ((halves[0] | halves[1]) == 0) [[likely]]
-            continue;
-        for (const std::size_t half : {0U, 1U}) {
-            const std::size_t end = markerEndAmong(text, at + half * 8, halves[half]);
-            if (end != std::string_view::npos) return end;
-        }
-    }
-    for (; at < text.size(); ++at)
-        if (const std::size_t end = markerEnd(text, at); end != std::string_view::npos) return end;
-    return std::string_view::npos;
+std::size_t firstMarkerEnd(std::string_view text, Agent agent) {
+    return agent == Agent::codex ? firstEnd<CodexMarkers>(text) : firstEnd<ClaudeMarkers>(text);
 }
 
 ReferenceCounts& ReferenceCounts::operator+=(const ReferenceCounts& other) {
@@ -147,11 +166,11 @@ ReferenceCounts& ReferenceCounts::operator+=(const ReferenceCounts& other) {
     return *this;
 }
 
-ReferenceCounts runReference(const std::vector<std::filesystem::path>& files, unsigned threads) {
+ReferenceCounts runReference(const std::vector<LogFile>& files, unsigned threads) {
     // The largest first, so that no thread is left alone with one at the end.
     std::vector<std::pair<std::uintmax_t, std::size_t>> order;
     for (std::size_t i = 0; i < files.size(); ++i)
-        order.emplace_back(std::filesystem::file_size(files[i]), i);
+        order.emplace_back(std::filesystem::file_size(files[i].path), i);
     std::sort(order.rbegin(), order.rend());
     std::atomic<std::size_t> next = 0;
     std::vector<Worker> workers(std::max(threads, 1U));

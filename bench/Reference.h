@@ -2,9 +2,10 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <filesystem>
 #include <string_view>
 #include <vector>
+
+#include "LogTree.h"
 
 namespace ledgerfern::bench {
 
@@ -22,9 +23,10 @@ struct ReferenceCounts {
 /// The least that any scanner of these files has to do, done well: reads every byte once, in blocks of 4 MiB,
 /// finds the lines and which of them hold a marker of a record that matters, and parses those once.
 /// Independent of the product's own scanner. The time of a whole scan is given as a multiple of this.
-ReferenceCounts runReference(const std::vector<std::filesystem::path>& files, unsigned threads);
+ReferenceCounts runReference(const std::vector<LogFile>& files, unsigned threads);
 
-/// The end of the first marker that starts in the text, such as `"token_count"`; `npos` where there is none.
-std::size_t firstMarkerEnd(std::string_view text);
+/// The end of the first marker of the agent's logs that starts in the text, such as `"token_count"`; `npos`
+/// where there is none.
+std::size_t firstMarkerEnd(std::string_view text, Agent agent);
 
 }  // namespace ledgerfern::bench

@@ -2,6 +2,7 @@
 
 #include <memory>
 
+#include "LogTree.h"
 #include "ReportText.h"
 #include "Scan.h"
 
@@ -13,12 +14,14 @@ constexpr std::size_t reportWidth = 80;
 
 }  // namespace
 
-WholeScan wholeScan(const std::filesystem::path& root, unsigned threads) {
+WholeScan wholeScan(const std::filesystem::path& tree, unsigned threads) {
     const Clock clock = systemClock();
     const auto scan = std::make_shared<Scan>();
-    scan->folders = {root.string()};
-    scan->engine =
-        std::make_unique<Engine>(std::vector<ToolRoot>{{root.string(), ToolKind::codex}}, clock, threads);
+    const std::vector<ToolRoot> roots = {{rootOf(tree, Agent::codex).string(), ToolKind::codex},
+                                         {rootOf(tree, Agent::claude).string(), ToolKind::claudeCode}};
+    for (const ToolRoot& root : roots)
+        scan->folders.push_back(root.path);
+    scan->engine = std::make_unique<Engine>(roots, clock, threads);
     scan->snapshot = scan->engine->rescan();
     scan->now = clock();
 

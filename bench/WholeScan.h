@@ -22,8 +22,8 @@ struct WholeScan {
     std::function<void()> snapshot;
 };
 
-/// All that a cold start of the product does for a Codex root: an engine without a cache, a scan with
+/// All that a cold start of the product does for a tree of logs: an engine without a cache, a scan with
 /// `threads` workers, and the text of a report.
-WholeScan wholeScan(const std::filesystem::path& root, unsigned threads);
+WholeScan wholeScan(const std::filesystem::path& tree, unsigned threads);
 
 }  // namespace ledgerfern::bench

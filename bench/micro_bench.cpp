@@ -132,7 +132,7 @@ BENCHMARK(preFilterWithoutMarker);
 void referenceFilterWithoutMarker(benchmark::State& state) {
     const std::string text = unmarkedText();
     for (auto _ : state)
-        benchmark::DoNotOptimize(firstMarkerEnd(text));
+        benchmark::DoNotOptimize(firstMarkerEnd(text, Agent::codex));
     countBytes(state, text.size());
 }
 BENCHMARK(referenceFilterWithoutMarker);

@@ -1,4 +1,4 @@
-// Measures a whole scan against the least work that any scanner has to do, on an invented tree of Codex logs.
+// Measures a whole scan against the least work that any scanner has to do, on invented trees of logs.
 // Every measurement runs in a process of its own, so that each begins with fresh memory and none counts
 // another's.
 
@@ -10,11 +10,12 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include "CodexTree.h"
+#include "LogTree.h"
 #include "Measure.h"
 #include "Reference.h"
 #include "WholeScan.h"
@@ -26,29 +27,34 @@ namespace fs = std::filesystem;
 
 struct Options {
     std::uint64_t size = 1'000'000'000;
-    std::size_t files = 1000;
+    std::size_t files = 2000;
     unsigned threads = std::max(std::thread::hardware_concurrency(), 1U);
     unsigned rounds = 5;
     fs::path dir = fs::temp_directory_path() / "ledgerfern-bench";
     bool growth = true;
+    std::string agent;  // empty: all
 };
 
 struct Tree {
     fs::path root;
-    std::vector<fs::path> files;
+    std::vector<LogFile> files;
 };
+
+std::string nameOf(std::optional<Agent> agent) {
+    if (!agent) return "mixed";
+    return agent == Agent::codex ? "codex" : "claude";
+}
 
 /// The tree of that shape, made where it isn't there from an earlier run.
 Tree makeTree(const fs::path& dir, const TreeShape& shape) {
-    const fs::path folder =
-        dir / ("codex-" + std::to_string(shape.bytes) + "-" + std::to_string(shape.files));
-    const fs::path root = folder / "sessions";
-    const fs::path complete = folder / "complete";
+    const fs::path root =
+        dir / (nameOf(shape.agent) + "-" + std::to_string(shape.bytes) + "-" + std::to_string(shape.files));
+    const fs::path complete = root / "complete";
     if (!fs::exists(complete)) {
         std::fprintf(stderr, "writing %s\n", root.c_str());
         fs::remove_all(root);
         inChild([&] {
-            writeCodexTree(root, shape);
+            writeTree(root, shape);
             std::ofstream(complete).flush();
             return true;
         });
@@ -95,7 +101,10 @@ struct Comparison {
 };
 
 Comparison compare(const Tree& tree, const Options& options) {
-    warmCache(tree.files);
+    std::vector<fs::path> paths;
+    for (const LogFile& log : tree.files)
+        paths.push_back(log.path);
+    warmCache(paths);
     Comparison result;
     std::vector<double> scans, references, ratios;
     for (unsigned round = 0; round < options.rounds; ++round) {
@@ -126,8 +135,11 @@ double walkSeconds(const Tree& tree) {
     });
 }
 
-/// A record that a scan has to account for, with totals that grow from step to step.
-std::string tokenCountLine(unsigned step) {
+/// A record that a scan has to account for, different from step to step.
+std::string requestLine(Agent agent, unsigned step) {
+    if (agent == Agent::claude)
+        return R"({"type":"assistant","cwd":"/","timestamp":"2026-09-01T00:00:00.000Z","requestId":"req_step_)" +
+               std::to_string(step) + R"(","message":{"model":"m","usage":{"input_tokens":5}}})" + "\n";
     const std::string input = std::to_string(4'000'000'000 + step * 1000ULL);
     return R"({"timestamp":"2026-09-01T00:00:00.000Z","type":"event_msg","payload":{"type":"token_count","info":)"
            R"({"total_token_usage":{"input_tokens":)" +
@@ -144,13 +156,14 @@ struct RescanRun {
 /// How long a scan takes that has one new line to read, how much of that is the snapshot at its end, and how
 /// long the walk over the tree alone. Leaves the files as they were.
 RescanRun runRescan(const Tree& tree, const Options& options) {
-    const fs::path& grown = tree.files[tree.files.size() / 2];
+    const fs::path& grown = tree.files.front().path;
     const auto size = fs::file_size(grown);
     const auto run = inChild([&] {
         const WholeScan scan = wholeScan(tree.root, options.threads);
         std::vector<double> rescans, snapshots, walks, ratios;
         for (unsigned round = 0; round < 2 * options.rounds + 1; ++round) {
-            std::ofstream(grown, std::ios::binary | std::ios::app) << tokenCountLine(round);
+            std::ofstream(grown, std::ios::binary | std::ios::app)
+                << requestLine(tree.files.front().agent, round);
             rescans.push_back(secondsOf([&] { scan.again(); }));
             snapshots.push_back(secondsOf([&] { scan.snapshot(); }));
             walks.push_back(walkSeconds(tree));
@@ -200,7 +213,7 @@ void printGrowth(const Options& options) {
         // Files of the same sizes, but more of them.
         const double share = static_cast<double>(size) / static_cast<double>(options.size);
         const auto files = static_cast<std::size_t>(share * static_cast<double>(options.files));
-        const Tree tree = makeTree(options.dir, {size, std::max<std::size_t>(files, 1)});
+        const Tree tree = makeTree(options.dir, {Agent::codex, size, std::max<std::size_t>(files, 1)});
         const Comparison result = compare(tree, options);
         std::printf("at %4.0f MB        ratio %.2f   %.3f s   peak %.0f MB\n", megabytes(size), result.ratio,
                     result.scan.seconds, megabytes(result.scan.peakBytes));
@@ -208,9 +221,14 @@ void printGrowth(const Options& options) {
 }
 
 void run(const Options& options) {
-    const Tree tree = makeTree(options.dir, {options.size, options.files});
-    printComparison(tree, compare(tree, options), options);
-    printRescan(runRescan(tree, options));
+    for (const auto agent :
+         {std::optional(Agent::codex), std::optional(Agent::claude), std::optional<Agent>()}) {
+        if (!options.agent.empty() && options.agent != nameOf(agent)) continue;
+        const Tree tree = makeTree(options.dir, {agent, options.size, options.files});
+        std::printf("%s\n", nameOf(agent).c_str());
+        printComparison(tree, compare(tree, options), options);
+        printRescan(runRescan(tree, options));
+    }
     if (options.growth) printGrowth(options);
 }
 
@@ -218,7 +236,7 @@ void run(const Options& options) {
 
 int main(int argc, char** argv) {
     Options options;
-    CLI::App app{"Measures a whole scan of a tree of Codex logs."};
+    CLI::App app{"Measures a whole scan of a tree of logs."};
     app.add_option("--size", options.size, "Bytes of logs, such as 500MB")
         ->transform(CLI::AsSizeValue(true))
         ->capture_default_str();
@@ -232,6 +250,8 @@ int main(int argc, char** argv) {
         ->check(CLI::PositiveNumber)
         ->capture_default_str();
     app.add_option("--dir", options.dir, "Where the trees are kept from run to run")->capture_default_str();
+    app.add_option("--agent", options.agent, "Whose logs alone")
+        ->check(CLI::IsMember({"codex", "claude", "mixed"}));
     app.add_flag("!--no-growth", options.growth, "Leave out the trees of 100 MB and 2 GB");
     CLI11_PARSE(app, argc, argv);
     try {
