@@ -53,18 +53,10 @@ std::optional<std::string> cycleKey(double start) {
     return std::to_string(*seconds);
 }
 
-/// From `from` up to, and not including, `to`; nothing in a fresh one.
-struct Stretch {
-    Instant from = 0;
-    Instant to = 0;
-
-    bool contains(Instant ts) const { return ts >= from && ts < to; }
-    /// Keeps what also lies in the `length` seconds from `start`, a second away from their ends.
-    void narrow(Instant start, double length) {
-        from = std::max(from, start + 1);
-        to = std::min(to, start + length - 1);
-    }
-};
+/// What of the range also lies in the `length` seconds from `start`, a second away from their ends.
+TimeRange narrowed(const TimeRange& range, Instant start, double length) {
+    return {std::max(range.start, start + 1), std::min(range.end, start + length - 1)};
+}
 
 /// Adds the requests of one session to the buckets.
 class RequestRollUp {
@@ -84,7 +76,7 @@ private:
     Aggregates& sums_;
     HourTable& hours_;
     const std::string& project_;
-    Stretch stretch_;
+    TimeRange stretch_;
 
     // The hour of the last request. Its index is cut toward zero, and the zone's offset is taken as it stood
     // at the hour's first request in the session.
@@ -145,14 +137,14 @@ void RequestRollUp::enterCycle(Instant ts) {
 }
 
 void RequestRollUp::rememberStretch(Instant ts) {
-    Stretch stretch{firstInstant, endOfInstants};
-    stretch.narrow(std::floor(ts / 3600) * 3600, 3600);
-    stretch.narrow(std::floor((ts + zoneOffset_) / 3600) * 3600 - zoneOffset_, 3600);
-    if (cycleStart_) stretch.narrow(*cycleStart_, Aggregates::cycleLength);
+    TimeRange stretch{firstInstant, endOfInstants};
+    stretch = narrowed(stretch, std::floor(ts / 3600) * 3600, 3600);
+    stretch = narrowed(stretch, std::floor((ts + zoneOffset_) / 3600) * 3600 - zoneOffset_, 3600);
+    if (cycleStart_) stretch = narrowed(stretch, *cycleStart_, Aggregates::cycleLength);
     // An anchor so far off that its doubles are coarse leaves nothing to rely on, and neither does an instant
     // next to an edge.
     const bool isExact = !cycleStart_ || std::fabs(*sums_.cycleAnchor) < coarseInstants;
-    stretch_ = isExact && stretch.contains(ts) ? stretch : Stretch();
+    stretch_ = isExact && stretch.contains(ts) ? stretch : TimeRange();
 }
 
 void takeReading(Aggregates& sums, const SessionResult& session) {

@@ -9,6 +9,7 @@
 
 #include "UsageRecords/Records.h"
 #include "UsageRecords/SessionResult.h"
+#include "UsageRecords/TimeRange.h"
 #include "UsageRecords/UsageTotals.h"
 
 namespace ledgerfern {
@@ -31,13 +32,7 @@ struct Aggregates {
         UsageTotals total() const;
         bool operator==(const WeekBucket&) const = default;
     };
-    /// From `start` up to, and not including, `end`.
-    struct CycleRange {
-        Instant start = 0;
-        Instant end = 0;
-
-        bool operator==(const CycleRange&) const = default;
-    };
+    using CycleRange = TimeRange;
     /// The latest rate-limit reading as the parity document shows it.
     struct RateLimitDict {
         std::optional<Instant> asOfEpoch;

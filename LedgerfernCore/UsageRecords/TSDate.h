@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "UsageRecords/Records.h"
+#include "UsageRecords/TimeRange.h"
 
 /// Timestamps of both agents' logs, and the calendar keys under which everything is summed.
 ///
@@ -42,6 +43,15 @@ std::optional<Instant> utcDayKeyDate(std::string_view key);
 /// The first moment of that local day, also where its midnight is left out or comes twice; absent where the
 /// key isn't one, and for a day that the local calendar left out.
 std::optional<Instant> localDayKeyDate(std::string_view key);
+
+/// The local day of an instant: from its first moment to that of the next day that the local calendar has.
+TimeRange localDay(Instant instant);
+
+/// The week that has the instant's ISO week key.
+TimeRange isoWeekStretch(Instant instant);
+/// A time around the instant that has its local day key throughout. As a rule it is the whole day; where the
+/// clock is changed, it may be as little as a second.
+TimeRange localDayStretch(Instant instant);
 
 /// "Feb 23", or "Dec 30, 2024" in another year than that of `now`. A text that is no week key is its own
 /// label. The day is that of the week's Monday in UTC, the years are compared in the local calendar.

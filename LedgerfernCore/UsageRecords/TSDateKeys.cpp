@@ -53,7 +53,7 @@ const LocalZone& zone() {
     return zone;
 }
 
-std::int64_t localDay(std::int64_t seconds) {
+std::int64_t localDayNumber(std::int64_t seconds) {
     return utcDay(seconds + zone().offsetAt(seconds));
 }
 
@@ -86,8 +86,9 @@ std::string weekText(std::int64_t day) {
 KeyCache::Formatted formattedLocalDay(std::int64_t seconds, std::int64_t bucket) {
     const std::int64_t first = bucket * localBucket;
     const std::int64_t last = first + localBucket - 1;
-    const bool isWhole = zone().offsetAt(first) == zone().offsetAt(last) && localDay(first) == localDay(last);
-    return {dayText(localDay(seconds)), isWhole};
+    const bool isWhole =
+        zone().offsetAt(first) == zone().offsetAt(last) && localDayNumber(first) == localDayNumber(last);
+    return {dayText(localDayNumber(seconds)), isWhole};
 }
 
 std::optional<Instant> instantOf(WideInteger day) {
@@ -143,9 +144,23 @@ std::optional<std::int64_t> startOfLocalDay(std::int64_t day) {
     return std::nullopt;
 }
 
+TimeRange rangeOf(std::int64_t start, std::int64_t end) {
+    return {static_cast<Instant>(start), static_cast<Instant>(end)};
+}
+
+/// True where local time is as far from UTC at all times from `start` to `end` as at the start. There may be
+/// but one change in six hours.
+bool hasOneOffset(std::int64_t start, std::int64_t end) {
+    constexpr std::int64_t step = 6 * 3600;
+    const int offset = zone().offsetAt(start);
+    for (std::int64_t at = start + step; at < end; at += step)
+        if (zone().offsetAt(at) != offset) return false;
+    return zone().offsetAt(end - 1) == offset;
+}
+
 std::string withForeignYear(std::string label, Instant date, Instant now) {
-    const std::int64_t year = civilDate(localDay(wholeSeconds(date))).year;
-    if (year != civilDate(localDay(wholeSeconds(now))).year) label += ", " + std::to_string(year);
+    const std::int64_t year = civilDate(localDayNumber(wholeSeconds(date))).year;
+    if (year != civilDate(localDayNumber(wholeSeconds(now))).year) label += ", " + std::to_string(year);
     return label;
 }
 
@@ -207,6 +222,32 @@ std::optional<Instant> localDayKeyDate(std::string_view key) {
     return static_cast<Instant>(*start);
 }
 
+TimeRange localDay(Instant instant) {
+    const std::int64_t day = localDayNumber(wholeSeconds(instant));
+    const std::int64_t start = startOfLocalDay(day).value_or(day * secondsPerDay);
+    std::optional<std::int64_t> end = startOfLocalDay(day + 1);
+    if (!end) end = startOfLocalDay(day + 2);  // a calendar leaves out a day, never two in a row
+    return rangeOf(start, end.value_or(start + secondsPerDay));
+}
+
+TimeRange isoWeekStretch(Instant instant) {
+    const std::int64_t day = utcDay(wholeSeconds(instant));
+    const std::int64_t monday = day - weekday(day);
+    return rangeOf(monday * secondsPerDay, (monday + 7) * secondsPerDay);
+}
+
+TimeRange localDayStretch(Instant instant) {
+    const std::int64_t seconds = wholeSeconds(instant);
+    const std::int64_t offset = zone().offsetAt(seconds);
+    const std::int64_t midnight = utcDay(seconds + offset) * secondsPerDay - offset;
+    const std::int64_t nextMidnight = midnight + secondsPerDay;
+    if (zone().offsetAt(midnight) == offset && hasOneOffset(midnight, nextMidnight))
+        return rangeOf(midnight, nextMidnight);
+    const std::int64_t bucket = floorDivided(seconds, localBucket);
+    if (!formattedLocalDay(seconds, bucket).holdsForBucket) return rangeOf(seconds, seconds + 1);
+    return rangeOf(bucket * localBucket, (bucket + 1) * localBucket);
+}
+
 std::string weekStartLabel(std::string_view key, Instant now) {
     const auto monday = isoWeekKeyDate(key);
     if (!monday) return std::string(key);
@@ -216,7 +257,7 @@ std::string weekStartLabel(std::string_view key, Instant now) {
 std::string cycleLabel(std::string_view startEpoch, Instant now) {
     const auto start = readDouble(startEpoch);
     if (!start || !isWithinCalendar(*start)) return std::string(startEpoch);
-    return withForeignYear(monthDayText(localDay(wholeSeconds(*start))), *start, now);
+    return withForeignYear(monthDayText(localDayNumber(wholeSeconds(*start))), *start, now);
 }
 
 }  // namespace ledgerfern::TSDate

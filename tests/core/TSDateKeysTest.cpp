@@ -62,6 +62,15 @@ TEST(TSDateKeys, aWeekKeyReadsAsItsMonday) {
     EXPECT_EQ(isoWeekKeyDate("2026-W53"), at("2026-12-28T00:00:00Z"));
 }
 
+TEST(TSDateKeys, aWeekLastsFromMondayToMonday) {
+    const TimeRange week{1771804800.0, 1771804800.0 + 7 * day};
+    EXPECT_EQ(TSDate::isoWeekStretch(at("2026-03-01T10:20:30Z")), week);
+    EXPECT_EQ(TSDate::isoWeekStretch(week.start), week);
+    EXPECT_EQ(TSDate::isoWeekStretch(week.end - 0.001), week);
+    EXPECT_EQ(TSDate::isoWeekStretch(week.end).start, week.end);
+    EXPECT_EQ(TSDate::isoWeekStretch(-1), (TimeRange{-3 * day, 4 * day}));
+}
+
 TEST(TSDateKeys, whatIsNoWeekKeyIsAbsent) {
     for (const char* key : {"2026-09", "2026-X09", "2026-W", "W09", "2026-W09-1", "", "-", "2026-w09",
                             "x-W09", "2026-W0x", "2026- W09", "2026-W9223372036854775808", "nonsense"})

@@ -3,6 +3,7 @@
 #include <time.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdint>
 
 #include "UsageRecords/TSDate.h"
@@ -152,6 +153,73 @@ TEST(TSDateLocalDeathTest, aDayThatBeginsOutsideTheCalendarHasNoStart) {
     expectInZone("Asia/Kathmandu", [] {
         EXPECT_EQ(localDayKeyDate("0001-01-01"), std::nullopt);
         EXPECT_NE(localDayKeyDate("0001-01-02"), std::nullopt);
+    });
+}
+
+TEST(TSDateLocalDeathTest, aLocalDayLastsUntilTheNextOne) {
+    expectInZone("America/New_York", [] {
+        EXPECT_EQ(TSDate::localDay(at("2026-03-01T12:00:00Z")),
+                  (TimeRange{at("2026-03-01T05:00:00Z"), at("2026-03-02T05:00:00Z")}));
+        EXPECT_EQ(TSDate::localDay(at("2026-03-01T05:00:00Z")).start, at("2026-03-01T05:00:00Z"));
+        EXPECT_EQ(TSDate::localDay(at("2026-03-01T04:59:59Z")).end, at("2026-03-01T05:00:00Z"));
+        EXPECT_EQ(TSDate::localDay(at("2026-03-08T12:00:00Z")),
+                  (TimeRange{at("2026-03-08T05:00:00Z"), at("2026-03-09T04:00:00Z")}))
+            << "23 hours";
+        EXPECT_EQ(TSDate::localDay(at("2026-11-01T12:00:00Z")),
+                  (TimeRange{at("2026-11-01T04:00:00Z"), at("2026-11-02T05:00:00Z")}))
+            << "25 hours";
+    });
+    expectInZone("Asia/Beirut", [] {
+        EXPECT_EQ(TSDate::localDay(at("2021-03-28T12:00:00Z")),
+                  (TimeRange{at("2021-03-27T22:00:00Z"), at("2021-03-28T21:00:00Z")}))
+            << "from 1:00, as there is no midnight";
+        EXPECT_EQ(TSDate::localDay(at("2021-03-27T12:00:00Z")).end, at("2021-03-27T22:00:00Z"));
+    });
+    expectInZone("Pacific/Apia", [] {
+        EXPECT_EQ(TSDate::localDay(at("2011-12-30T00:00:00Z")),
+                  (TimeRange{at("2011-12-29T10:00:00Z"), at("2011-12-30T10:00:00Z")}))
+            << "the next day is left out";
+    });
+}
+
+TEST(TSDateLocalDeathTest, anyInstantHasALocalDay) {
+    expectInZone("Asia/Kathmandu", [] {
+        for (const Instant instant : {-62135596800.0, 253402300799.0, 1e300, -1e300, std::nan("")})
+            EXPECT_LT(TSDate::localDay(instant).start, TSDate::localDay(instant).end) << instant;
+    });
+}
+
+/// What lies in a stretch has one key, and a stretch holds the instant that it was asked for.
+void expectOneKeyAStretch(Instant from, Instant to, Instant step) {
+    for (Instant instant = from; instant < to; instant += step) {
+        const TimeRange stretch = TSDate::localDayStretch(instant);
+        ASSERT_TRUE(stretch.contains(instant)) << instant;
+        const std::string key = localDayKey(instant);
+        for (int part = 0; part < 8; ++part)
+            ASSERT_EQ(localDayKey(stretch.start + (stretch.end - stretch.start) * part / 8), key) << instant;
+        ASSERT_EQ(localDayKey(stretch.end - 0.25), key) << instant;
+    }
+}
+
+TEST(TSDateLocalDeathTest, aStretchOfALocalDayHasOneKey) {
+    for (const char* zone : {"UTC", "America/New_York", "Asia/Beirut", "Africa/Casablanca", "Asia/Kathmandu",
+                             "Australia/Lord_Howe", "America/Havana"})
+        expectInZone(zone, [] {
+            expectOneKeyAStretch(at("2026-01-01T00:00:00Z"), at("2027-01-01T00:00:00Z"), 1799.5);
+        });
+    expectInZone("America/St_Johns",
+                 [] { expectOneKeyAStretch(at("2010-11-06T00:00:00Z"), at("2010-11-08T12:00:00Z"), 13.5); });
+    expectInZone("Africa/Monrovia",
+                 [] { expectOneKeyAStretch(at("1972-01-05T00:00:00Z"), at("1972-01-09T00:00:00Z"), 13.5); });
+    expectInZone("Pacific/Apia",
+                 [] { expectOneKeyAStretch(at("2011-12-28T00:00:00Z"), at("2012-01-02T00:00:00Z"), 59.5); });
+}
+
+TEST(TSDateLocalDeathTest, aDayWithoutAClockChangeIsOneStretch) {
+    expectInZone("America/New_York", [] {
+        const Instant noon = at("2026-05-01T16:00:00Z");
+        EXPECT_EQ(TSDate::localDayStretch(noon), TSDate::localDay(noon));
+        EXPECT_EQ(TSDate::localDayStretch(noon), (TimeRange{noon - 43200, noon + 43200}));
     });
 }
 
