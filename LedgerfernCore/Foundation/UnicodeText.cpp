@@ -154,7 +154,13 @@ std::string_view trimmedWhiteSpace(std::string_view text) {
 }
 
 std::string lowercased(std::string_view text) {
-    return mapped(text, [](utf8proc_int32_t codePoint) { return utf8proc_tolower(codePoint); });
+    const auto end = std::find_if_not(text.begin(), text.end(), isAscii);
+    std::string result(text.begin(), end);
+    for (char& c : result)
+        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c + ('a' - 'A'));
+    if (end == text.end()) return result;
+    text.remove_prefix(result.size());
+    return result + mapped(text, [](utf8proc_int32_t codePoint) { return utf8proc_tolower(codePoint); });
 }
 
 std::string mappedCodePoints(std::string_view text,

@@ -123,6 +123,8 @@ TEST(UnicodeText, lowersCodePointByCodePoint) {
     EXPECT_EQ(lowercased("\u0416\u10A0\U00010400"), "\u0436\u2D00\U00010428");
     EXPECT_EQ(lowercased("\u01C5"), "\u01C6") << "a title-case letter";
     EXPECT_EQ(lowercased("A\xFFZ"), "a" + fffd + "z");
+    EXPECT_EQ(lowercased("@AZ[`az{ \u00C4 @AZ[`az{"), "@az[`az{ \u00E4 @az[`az{");
+    EXPECT_EQ(lowercased(""), "");
     EXPECT_EQ(lowercased(family), family);
 }
 
