@@ -34,6 +34,13 @@ inline std::optional<std::int64_t> differenceWithin64Bits(std::int64_t a, std::i
     return difference;
 }
 
+/// `a` × `b`, or absent where that leaves 64 bits.
+inline std::optional<std::int64_t> productWithin64Bits(std::int64_t a, std::int64_t b) {
+    std::int64_t product = 0;
+    if (__builtin_mul_overflow(a, b, &product)) return std::nullopt;
+    return product;
+}
+
 /// True where `value`, cut toward zero, is a 64-bit signed integer. False for NaN and the infinities.
 inline bool fits64Bits(double value) {
     // Both bounds are exact doubles; -2^63 is in range, 2^63 is the first that isn't.

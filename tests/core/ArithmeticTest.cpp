@@ -38,6 +38,13 @@ TEST(Arithmetic, aDifferenceOutside64BitsIsAbsent) {
     EXPECT_EQ(differenceWithin64Bits(least, 1), std::nullopt);
 }
 
+TEST(Arithmetic, aProductOutside64BitsIsAbsent) {
+    EXPECT_EQ(productWithin64Bits(-3, 7), -21);
+    EXPECT_EQ(productWithin64Bits(most, 1), most);
+    EXPECT_EQ(productWithin64Bits(most / 2, 3), std::nullopt);
+    EXPECT_EQ(productWithin64Bits(least, -1), std::nullopt);
+}
+
 TEST(Arithmetic, aFractionIsCutTowardZero) {
     EXPECT_EQ(truncated(2.9), 2);
     EXPECT_EQ(truncated(-2.9), -2);
