@@ -38,6 +38,24 @@ inline SessionResult session(const std::vector<RequestRecord>& records, std::str
     return result;
 }
 
+/// The session with models for its first requests, in their order.
+inline SessionResult withModels(SessionResult result, const std::vector<std::optional<std::string>>& models) {
+    StringIndex names;
+    std::vector<RequestRecord> records(result.requests.records().begin(), result.requests.records().end());
+    for (std::size_t i = 0; i < models.size(); ++i)
+        if (models[i]) records.at(i).model = names.intern(*models[i]);
+    SharedArray<RequestRecord> array;
+    array.append(records.data(), records.size());
+    result.requests = {array, names.pool()};
+    return result;
+}
+
+/// The session in a log of its own.
+inline SessionResult inLog(std::string path, SessionResult result) {
+    result.path = std::move(path);
+    return result;
+}
+
 /// A session that has a rate-limit reading.
 inline SessionResult reading(ToolKind tool, std::optional<Instant> lastTs,
                              std::optional<std::int64_t> resetsAt, std::optional<double> usedPercent = {}) {
@@ -53,6 +71,13 @@ inline SessionList listOf(const std::vector<SessionResult>& results) {
     for (const SessionResult& result : results)
         list.push_back(std::make_shared<const SessionResult>(result));
     return list;
+}
+
+inline std::vector<std::string> pathsOf(const SessionList& sessions) {
+    std::vector<std::string> paths;
+    for (const SessionPointer& session : sessions)
+        paths.push_back(session->path);
+    return paths;
 }
 
 }  // namespace ledgerfern
