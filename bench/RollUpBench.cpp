@@ -1,5 +1,5 @@
 // What a scan does with what it has read: a session's record from each state, and the roll-up over all
-// requests, beside the least that a sum over as many records can cost.
+// requests, a million as in `addCounters`.
 
 #include <benchmark/benchmark.h>
 
@@ -59,25 +59,6 @@ SessionList publishedSessions() {
                      [](const auto& a, const auto& b) { return *a->lastTs > *b->lastTs; });
     return sessions;
 }
-
-void addCounters(benchmark::State& run) {
-    std::vector<RequestRecord> records;
-    for (const ParseState& state : states())
-        records.insert(records.end(), state.requests.begin(), state.requests.end());
-    for (auto _ : run) {
-        UsageTotals sum;
-        for (const RequestRecord& record : records) {
-            sum.inputTokens += record.d.inputTokens;
-            sum.cachedInputTokens += record.d.cachedInputTokens;
-            sum.cacheWriteInputTokens += record.d.cacheWriteInputTokens;
-            sum.outputTokens += record.d.outputTokens;
-            sum.reasoningOutputTokens += record.d.reasoningOutputTokens;
-            sum.totalTokens += record.d.totalTokens;
-        }
-        benchmark::DoNotOptimize(sum);
-    }
-}
-BENCHMARK(addCounters)->Unit(benchmark::kMillisecond);
 
 void assembleAndRollUp(benchmark::State& run) {
     for (auto _ : run) {
