@@ -2,6 +2,15 @@
 
 namespace ledgerfern {
 
+namespace {
+
+std::vector<OptionText> with(std::vector<OptionText> options, const std::vector<OptionText>& more) {
+    options.insert(options.end(), more.begin(), more.end());
+    return options;
+}
+
+}  // namespace
+
 const std::vector<Command>& commands() {
     static const std::vector<Command> all = {
         {{"report", {}, ""},
@@ -20,7 +29,12 @@ const std::vector<Command>& commands() {
          "The core numbers as canonical JSON, to compare two builds",
          "ledgerfern-cli parity --finish > parity.json",
          runParity},
-        {{"dump", {{"--full", "", "Complete each session by what its end holds open."}}, ""},
+        {{"dump",
+          with(scopeOptions(Scope::all),
+               {{"--full", "", "Complete each session by what its end holds open."},
+                {"--project", "NAME", "Derive the page of that project too."},
+                {"--week", "KEY", "Derive that page with this ISO week, such as 2026-W09."}}),
+          ""},
          "Everything that one scan found, as one JSON document",
          "ledgerfern-cli dump --now 1772409600 > usage.json",
          runDump},

@@ -1,6 +1,7 @@
 #include "Commands.h"
 #include "DumpDocument.h"
 #include "Scan.h"
+#include "Scope.h"
 
 namespace ledgerfern {
 
@@ -15,6 +16,16 @@ SessionSource sourceFor(const Options& options, Engine& engine) {
     };
 }
 
+DumpDerivations derivationsOf(const Scan& scan, const Options& options) {
+    DumpDerivations derivations{
+        derived(scan, selectionFor(options, scan.snapshot.aggregates, Scope::all), builtInPrices()),
+        std::nullopt};
+    if (options.project)
+        derivations.project = DumpDerived::projectPage(
+            scan.snapshot, projectSelectionFor(options, scan.snapshot.aggregates, Scope::all));
+    return derivations;
+}
+
 }  // namespace
 
 int runDump(const Options& options, Console& console) {
@@ -26,10 +37,12 @@ int runDump(const Options& options, Console& console) {
         if (written) written = console.out.write(text);
         text.clear();
     };
-    writeDump(scan.snapshot, builtInPrices(), sourceFor(options, *scan.engine), text, [&] {
+    const auto flush = [&] {
         if (text.size() >= block) send();
         return static_cast<bool>(written);
-    });
+    };
+    writeDump(scan.snapshot, derivationsOf(scan, options), builtInPrices(), sourceFor(options, *scan.engine),
+              text, flush);
     send();
     return console.end(written);
 }

@@ -88,6 +88,15 @@ SessionList ordered(const Snapshot& snapshot, const SessionSource& source) {
     return sessions;
 }
 
+void writeHealth(JsonWriter& json, const Snapshot& snapshot) {
+    json.key("format_warnings");
+    json.beginArray();
+    for (const std::string& warning : snapshot.formatWarnings)
+        json.value(warning);
+    json.endArray();
+    json.member("malformed_lines", snapshot.malformedLines);
+}
+
 SessionText textOf(const Snapshot& snapshot, const PriceTable& prices, const SessionResult& session) {
     const auto id = snapshot.sessionIDs.find(session.path);
     return {id == snapshot.sessionIDs.end() ? session.path : id->second,
@@ -97,22 +106,21 @@ SessionText textOf(const Snapshot& snapshot, const PriceTable& prices, const Ses
 
 }  // namespace
 
-void writeDump(const Snapshot& snapshot, const PriceTable& prices, const SessionSource& source,
-               std::string& out, const std::function<bool()>& flush) {
+void writeDump(const Snapshot& snapshot, const DumpDerivations& derivations, const PriceTable& prices,
+               const SessionSource& source, std::string& out, const std::function<bool()>& flush) {
     JsonWriter json(out);
     json.beginObject();
     json.key("aggregates");
     writeAggregates(json, snapshot.aggregates);
     json.key("derived");
-    json.null();
+    DumpDerived::writeDerived(json, derivations.dashboard);
     json.key("files_per_tool");
     writeByTool(json, snapshot.filesPerTool, [&](std::int64_t count) { json.value(count); });
-    json.key("format_warnings");
-    json.beginArray();
-    for (const std::string& warning : snapshot.formatWarnings)
-        json.value(warning);
-    json.endArray();
-    json.member("malformed_lines", snapshot.malformedLines);
+    writeHealth(json, snapshot);
+    if (derivations.project) {
+        json.key("project");
+        DumpDerived::writeProject(json, *derivations.project);
+    }
     json.member("schema", std::int64_t{1});
     json.key("sessions");
     json.beginArray();
@@ -129,9 +137,16 @@ void writeDump(const Snapshot& snapshot, const PriceTable& prices, const Session
 }
 
 std::string dumpText(const Snapshot& snapshot, const PriceTable& prices) {
+    DashboardAnalytics::Selection allTime;
+    allTime.allTime = true;
+    const DumpDerivations derivations{
+        DashboardAnalytics::derive(&snapshot, allTime, snapshot.sessionIDs, snapshot.threadNames, prices,
+                                   snapshot.generatedAt),
+        std::nullopt};
     std::string text;
     writeDump(
-        snapshot, prices, [](const SessionPointer& session) { return session; }, text, [] { return true; });
+        snapshot, derivations, prices, [](const SessionPointer& session) { return session; }, text,
+        [] { return true; });
     return text;
 }
 

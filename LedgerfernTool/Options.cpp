@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <map>
 
+#include "Analytics/Aggregates.h"
 #include "Foundation/Numbers.h"
 #include "Quoted.h"
 
@@ -69,9 +70,21 @@ std::variant<Parsed, UsageError> parse(const Usage& usage, std::vector<std::stri
     return parsed;
 }
 
+/// All values of an option; none where the command doesn't know it.
+std::vector<std::string> valuesOf(const Parsed& parsed, std::string_view name) {
+    const auto found = parsed.values.find(name);
+    return found == parsed.values.end() ? std::vector<std::string>() : found->second;
+}
+
+/// False too where the command doesn't know the option.
+bool isSet(const Parsed& parsed, std::string_view name) {
+    const auto found = parsed.flags.find(name);
+    return found != parsed.flags.end() && found->second;
+}
+
 /// The value of an option that may be given once.
 std::variant<std::optional<std::string>, UsageError> single(const Parsed& parsed, std::string_view name) {
-    const auto& values = parsed.values.at(name);
+    const auto values = valuesOf(parsed, name);
     if (values.size() > 1)
         return UsageError{std::string(name) + " is given more than once; it takes one value"};
     if (values.empty()) return std::optional<std::string>();
@@ -130,6 +143,43 @@ std::optional<UsageError> takeRoots(const Parsed& parsed, Options& options) {
     return std::nullopt;
 }
 
+/// Takes the value of an option that is any text, if it is given.
+std::optional<UsageError> takeText(const Parsed& parsed, std::string_view name,
+                                   std::optional<std::string>& text) {
+    auto value = single(parsed, name);
+    if (auto* error = std::get_if<UsageError>(&value)) return std::move(*error);
+    text = std::get<std::optional<std::string>>(std::move(value));
+    return std::nullopt;
+}
+
+bool isScope(const std::string& text) {
+    return text == Scope::today || text == Scope::cycle || text == Scope::all || Aggregates::cycleRange(text);
+}
+
+std::optional<UsageError> takeTool(const Parsed& parsed, Options& options) {
+    std::optional<std::string> text;
+    if (auto error = takeText(parsed, "--tool", text)) return error;
+    if (!text) return std::nullopt;
+    options.tool = toolKind(*text);
+    if (options.tool) return std::nullopt;
+    return UsageError{"--tool " + inQuotes(*text) + " is unknown; it takes codex or claude"};
+}
+
+/// What is counted.
+std::optional<UsageError> takeScope(const Parsed& parsed, Options& options) {
+    if (auto error = takeText(parsed, "--scope", options.scope)) return error;
+    if (options.scope && !isScope(*options.scope))
+        return UsageError{"--scope " + inQuotes(*options.scope) +
+                          " is no scope; it takes today, cycle, all or the key of a cycle, which " +
+                          inQuotes("ledgerfern-cli cycles") + " lists"};
+    std::optional<std::string> search;
+    if (auto error = takeText(parsed, "--search", search)) return error;
+    options.search = search.value_or("");
+    if (auto error = takeText(parsed, "--project", options.project)) return error;
+    if (auto error = takeText(parsed, "--week", options.week)) return error;
+    return takeTool(parsed, options);
+}
+
 std::optional<UsageError> takeOperand(const Usage& usage, const std::vector<std::string>& operands,
                                       Options& options) {
     const std::string command(usage.command);
@@ -140,7 +190,7 @@ std::optional<UsageError> takeOperand(const Usage& usage, const std::vector<std:
     if (operands.size() < wanted || (wanted == 1 && operands[0].empty()))
         return UsageError{command + " needs one argument: ledgerfern-cli " + command + " " +
                           std::string(usage.operand)};
-    if (wanted == 1) options.session = operands[0];
+    if (wanted == 1) options.operand = operands[0];
     return std::nullopt;
 }
 
@@ -151,10 +201,10 @@ std::optional<UsageError> take(const Usage& usage, const Parsed& parsed,
     if (auto error = takeNow(parsed, options)) return error;
     if (auto error = takeCache(parsed)) return error;
     if (auto error = takeColor(parsed, options)) return error;
+    if (auto error = takeScope(parsed, options)) return error;
     options.finish = parsed.flags.at("--finish");
     options.defaultPrices = parsed.flags.at("--default-prices");
-    const auto full = parsed.flags.find("--full");
-    options.full = full != parsed.flags.end() && full->second;
+    options.full = isSet(parsed, "--full");
     return takeOperand(usage, operands, options);
 }
 
@@ -188,6 +238,18 @@ const std::vector<OptionText>& commonOptions() {
         {"--version", "", "Print the version."},
     };
     return options;
+}
+
+std::vector<OptionText> scopeOptions(std::string_view usual) {
+    return {{"--scope", "SCOPE",
+             usual == Scope::all
+                 ? "Count today, the current cycle, all, or the cycle of a key that “cycles” lists: today, "
+                   "cycle, all or KEY. All without it."
+                 : "Count today, the current cycle, all, or the cycle of a key that “cycles” lists: today, "
+                   "cycle, all or KEY. The current cycle without it."},
+            {"--tool", "AGENT", "Count one agent alone: codex or claude."},
+            {"--search", "TEXT",
+             "Count only the sessions that have TEXT in their name, project, model or first message."}};
 }
 
 std::vector<OptionText> Usage::options() const {

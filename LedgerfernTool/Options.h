@@ -20,14 +20,26 @@ struct Options {
     bool finish = false;
     bool defaultPrices = false;
     ColorMode color = ColorMode::automatic;
-    bool full = false;    ///< `dump` alone.
-    std::string session;  ///< `session` alone: the path or id.
+    bool full = false;                   ///< `dump` alone.
+    std::optional<std::string> scope;    ///< One of `Scope`, or a number; absent: the command's usual one.
+    std::optional<ToolKind> tool;        ///< Absent: both.
+    std::string search;                  ///< Empty: everything.
+    std::optional<std::string> project;  ///< `dump` alone: the project whose page is derived.
+    std::optional<std::string> week;     ///< `dump` alone: the ISO week key that the page is derived with.
+    std::string operand;                 ///< The command's one operand, such as a session's path or id.
     bool showsHelp = false;
     bool showsVersion = false;
 
     /// False where the home folder's logs are meant.
     bool namesRoots() const { return !codexRoots.empty() || !claudeRoots.empty(); }
 };
+
+/// The scopes that have a name; others are cycle keys.
+namespace Scope {
+inline constexpr std::string_view today = "today";
+inline constexpr std::string_view cycle = "cycle";
+inline constexpr std::string_view all = "all";
+}  // namespace Scope
 
 /// What an option is called, and how it is explained.
 struct OptionText {
@@ -41,6 +53,9 @@ std::string optionTerm(const OptionText& option);
 
 /// The options that every command knows, in the order in which they are explained.
 const std::vector<OptionText>& commonOptions();
+
+/// The options that choose what is counted; without them, that is the scope `usual` of both agents.
+std::vector<OptionText> scopeOptions(std::string_view usual);
 
 /// What a command knows of its arguments.
 struct Usage {

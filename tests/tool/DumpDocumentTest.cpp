@@ -175,7 +175,10 @@ TEST(DumpDocument, hasAllKeysWhereThereIsNothing) {
                              {"cycle_anchors_by_tool", Json::object()},
                              {"daily", Json::object()},
                              {"hourly_local", hours}}}};
-    EXPECT_EQ(Json::diff(expected, document(folder)), Json::array());
+    Json actual = document(folder);
+    EXPECT_EQ(actual["derived"]["is_empty"], true);
+    actual["derived"] = nullptr;
+    EXPECT_EQ(Json::diff(expected, actual), Json::array());
 }
 
 TEST(DumpDocument, writesWhatALogLeavesOutAsNull) {
@@ -320,7 +323,7 @@ TEST(DumpDocument, stopsWhereNobodyReads) {
     std::string text;
     int flushes = 0;
     writeDump(
-        engine.rescan(), builtInPrices(), [](const SessionPointer& session) { return session; }, text,
+        engine.rescan(), {}, builtInPrices(), [](const SessionPointer& session) { return session; }, text,
         [&] {
             ++flushes;
             return false;
