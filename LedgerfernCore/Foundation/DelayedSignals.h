@@ -14,6 +14,9 @@ public:
     DelayedSignals(const DelayedSignals&) = delete;
     DelayedSignals& operator=(const DelayedSignals&) = delete;
 
+    /// True where one of them waits that didn't before: longer work had better be given up.
+    bool areWaiting() const;
+
 private:
     sigset_t before_{};
 };

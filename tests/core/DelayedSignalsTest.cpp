@@ -25,6 +25,19 @@ TEST(DelayedSignals, waitUntilTheWorkIsDone) {
     }
 }
 
+TEST(DelayedSignals, tellThatOneWaitsUnlessItWaitedBefore) {
+    const auto before = std::signal(SIGINT, count);
+    {
+        const DelayedSignals outer;
+        EXPECT_FALSE(outer.areWaiting());
+        ::raise(SIGINT);
+        EXPECT_TRUE(outer.areWaiting());
+        const DelayedSignals inner;
+        EXPECT_FALSE(inner.areWaiting());
+    }
+    std::signal(SIGINT, before);
+}
+
 TEST(DelayedSignals, leaveOtherSignalsAndTheMaskBeforeAsTheyWere) {
     sigset_t mask;
     {
