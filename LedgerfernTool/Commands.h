@@ -22,9 +22,17 @@ const std::vector<Command>& commands();
 const Command* findCommand(std::string_view name);
 
 int runReport(const Options& options, Console& console);
+int runSessions(const Options& options, Console& console);
+int runProjects(const Options& options, Console& console);
+int runProject(const Options& options, Console& console);
+int runDaily(const Options& options, Console& console);
+int runCycles(const Options& options, Console& console);
+int runInsights(const Options& options, Console& console);
 int runLimits(const Options& options, Console& console);
 int runSession(const Options& options, Console& console);
+int runExport(const Options& options, Console& console);
 int runParity(const Options& options, Console& console);
 int runDump(const Options& options, Console& console);
+int runDemo(const Options& options, Console& console);
 
 }  // namespace ledgerfern

@@ -18,11 +18,11 @@ SessionSource sourceFor(const Options& options, Engine& engine) {
 
 DumpDerivations derivationsOf(const Scan& scan, const Options& options) {
     DumpDerivations derivations{
-        derived(scan, selectionFor(options, scan.snapshot.aggregates, Scope::all), builtInPrices()),
+        derived(scan, selectionFor(options, scan.snapshot.aggregates, ScopeName::all), builtInPrices()),
         std::nullopt};
     if (options.project)
         derivations.project = DumpDerived::projectPage(
-            scan.snapshot, projectSelectionFor(options, scan.snapshot.aggregates, Scope::all));
+            scan.snapshot, projectSelectionFor(options, scan.snapshot.aggregates, ScopeName::all));
     return derivations;
 }
 

@@ -24,7 +24,9 @@ void writePaths(JsonWriter& json, const SessionList& rows) {
 }
 
 void writeCounts(JsonWriter& json, const SessionCounts& counts) {
-    const std::map<std::string, std::int64_t> byPath(counts.begin(), counts.end());
+    std::map<std::string, std::int64_t> byPath;
+    for (const auto& [path, count] : counts)
+        byPath.emplace(path, count);
     writeMap(json, byPath, [&](std::int64_t count) { json.value(count); });
 }
 

@@ -5,7 +5,6 @@
 
 #include "Analytics/CostEstimator.h"
 #include "Analytics/SessionNaming.h"
-#include "DumpRecords.h"
 
 namespace ledgerfern {
 
@@ -97,14 +96,18 @@ void writeHealth(JsonWriter& json, const Snapshot& snapshot) {
     json.member("malformed_lines", snapshot.malformedLines);
 }
 
-SessionText textOf(const Snapshot& snapshot, const PriceTable& prices, const SessionResult& session) {
+}  // namespace
+
+std::string sessionIdOf(const Snapshot& snapshot, const SessionResult& session) {
     const auto id = snapshot.sessionIDs.find(session.path);
-    return {id == snapshot.sessionIDs.end() ? session.path : id->second,
+    return id == snapshot.sessionIDs.end() ? session.path : id->second;
+}
+
+SessionText textOf(const Snapshot& snapshot, const PriceTable& prices, const SessionResult& session) {
+    return {sessionIdOf(snapshot, session),
             SessionNaming::displayName(session, snapshot.sessionIDs, snapshot.threadNames),
             SessionKind::label(session), CostEstimator::cost(prices, session)};
 }
-
-}  // namespace
 
 void writeDump(const Snapshot& snapshot, const DumpDerivations& derivations, const PriceTable& prices,
                const SessionSource& source, std::string& out, const std::function<bool()>& flush) {

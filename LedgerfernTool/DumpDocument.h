@@ -7,8 +7,15 @@
 #include "Analytics/PriceTable.h"
 #include "Analytics/Snapshot.h"
 #include "DumpDerived.h"
+#include "DumpRecords.h"
 
 namespace ledgerfern {
+
+/// The id of the session; its path where the snapshot has none.
+std::string sessionIdOf(const Snapshot& snapshot, const SessionResult& session);
+/// What documents say of a session besides its record.
+DumpRecords::SessionText textOf(const Snapshot& snapshot, const PriceTable& prices,
+                                const SessionResult& session);
 
 /// What stands in the document in place of a session of the snapshot.
 using SessionSource = std::function<SessionPointer(const SessionPointer&)>;

@@ -27,22 +27,6 @@ void writeInsights(JsonWriter& json, const SessionInsights& insights) {
     json.endObject();
 }
 
-void writeRequests(JsonWriter& json, const RequestList& requests) {
-    json.beginArray();
-    for (std::size_t i = 0; i < requests.size(); ++i) {
-        const RequestDelta request = requests[i];
-        json.beginObject();
-        json.key("d");
-        writeTotals(json, request.d);
-        json.member("dominant", request.dominant);
-        json.member("model", request.model);
-        json.key("ts");
-        writeNumber(json, request.ts);
-        json.endObject();
-    }
-    json.endArray();
-}
-
 void writeReading(JsonWriter& json, const DailyReading& reading) {
     json.beginObject();
     json.member("resetsAt", reading.resetsAt);
@@ -99,7 +83,26 @@ void writeRateLimit(JsonWriter& json, const std::optional<RateLimitInfo>& info) 
     json.endObject();
 }
 
-void writeSession(JsonWriter& json, const SessionResult& session, const SessionText& text) {
+void writeRequests(JsonWriter& json, const RequestList& requests, std::size_t first) {
+    json.beginArray();
+    for (std::size_t i = first; i < requests.size(); ++i) {
+        const RequestDelta request = requests[i];
+        json.beginObject();
+        json.key("d");
+        writeTotals(json, request.d);
+        json.member("dominant", request.dominant);
+        json.member("model", request.model);
+        json.key("ts");
+        writeNumber(json, request.ts);
+        json.endObject();
+    }
+    json.endArray();
+}
+
+namespace {
+
+/// The members up to those that a row doesn't have.
+void beginSession(JsonWriter& json, const SessionResult& session, const SessionText& text) {
     json.beginObject();
     json.key("cost_usd");
     writeNumber(json, text.cost);
@@ -117,8 +120,10 @@ void writeSession(JsonWriter& json, const SessionResult& session, const SessionT
     json.member("project", session.project);
     json.key("rate_limit");
     writeRateLimit(json, session.rateLimit);
-    json.key("requests");
-    writeRequests(json, session.requests);
+}
+
+/// The members behind those, up to the totals.
+void continueSession(JsonWriter& json, const SessionResult& session, const SessionText& text) {
     json.key("rl_daily");
     writeMap(json, session.rlDaily, [&](const DailyReading& reading) { writeReading(json, reading); });
     json.member("session_id", text.id);
@@ -129,9 +134,30 @@ void writeSession(JsonWriter& json, const SessionResult& session, const SessionT
     json.member("tool", rawValue(session.tool));
     json.key("tools");
     writeTools(json, session.tools);
+}
+
+void endSession(JsonWriter& json, const SessionResult& session) {
     json.key("totals");
     writeTotals(json, session.totals);
     json.endObject();
+}
+
+}  // namespace
+
+void writeSession(JsonWriter& json, const SessionResult& session, const SessionText& text) {
+    beginSession(json, session, text);
+    json.key("requests");
+    writeRequests(json, session.requests, 0);
+    continueSession(json, session, text);
+    endSession(json, session);
+}
+
+void writeSessionRow(JsonWriter& json, const SessionResult& session, const SessionText& text) {
+    beginSession(json, session, text);
+    continueSession(json, session, text);
+    json.member("total_reqs", static_cast<std::int64_t>(session.requests.size()));
+    json.member("total_tokens", session.totals.totalTokens);
+    endSession(json, session);
 }
 
 }  // namespace ledgerfern::DumpRecords

@@ -27,6 +27,10 @@ void writeToolStat(JsonWriter& json, const ToolStat& stat);
 /// Null where absent.
 void writeRateLimit(JsonWriter& json, const std::optional<RateLimitInfo>& info);
 void writeSession(JsonWriter& json, const SessionResult& session, const SessionText& text);
+/// The same without the requests, but with the sums that a row has.
+void writeSessionRow(JsonWriter& json, const SessionResult& session, const SessionText& text);
+/// An array of the requests from `first` on.
+void writeRequests(JsonWriter& json, const RequestList& requests, std::size_t first);
 
 /// An object of the map's entries, each value written by `write`. Keys may be any bytes: they are put in
 /// order as they are written, and of keys that differ only in bytes that can't be written, the last one's

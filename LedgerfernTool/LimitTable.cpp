@@ -2,6 +2,7 @@
 
 #include <cmath>
 
+#include "DumpRecords.h"
 #include "UsageRecords/TSDate.h"
 #include "ValueText.h"
 
@@ -60,6 +61,34 @@ std::vector<Cell> limitRow(ToolKind tool, const RateLimitInfo& info, std::option
             timeText(asOf)};
 }
 
+std::optional<Instant> asOf(const Aggregates& aggregates, ToolKind tool) {
+    const auto found = aggregates.latestRateLimitsAsOf.find(tool);
+    if (found == aggregates.latestRateLimitsAsOf.end()) return std::nullopt;
+    return found->second;
+}
+
+/// "7d", "5h", "90m".
+std::string windowKey(std::optional<std::int64_t> minutes) {
+    constexpr std::int64_t hour = 60, day = 24 * hour;
+    if (!minutes || *minutes <= 0) return "7d";
+    if (*minutes % day == 0) return std::to_string(*minutes / day) + "d";
+    if (*minutes % hour == 0) return std::to_string(*minutes / hour) + "h";
+    return std::to_string(*minutes) + "m";
+}
+
+void writeLimit(JsonWriter& json, ToolKind tool, const RateLimitInfo& info, std::optional<Instant> instant) {
+    const auto number = [](std::optional<double> value) {
+        return [value](JsonWriter& writer) { DumpRecords::writeNumber(writer, value); };
+    };
+    writeObject(json, {{"tool", jsonValue(rawValue(tool))},
+                       {"window", jsonValue(windowKey(info.windowMinutes))},
+                       {"as_of", number(instant)},
+                       {"usedPercent", number(info.usedPercent)},
+                       {"windowMinutes", jsonValue(info.windowMinutes)},
+                       {"resetsAt", jsonValue(info.resetsAt)},
+                       {"planType", jsonValue(info.planType)}});
+}
+
 }  // namespace
 
 std::string windowText(std::optional<std::int64_t> minutes) {
@@ -77,22 +106,28 @@ std::string resetText(Instant reset, Instant now) {
     return minutes > 0 ? "reset " + spanText(minutes, true) + " ago" : "reset just now";
 }
 
-std::optional<Table> limitTable(const Aggregates& aggregates, Instant now) {
+std::optional<Table> limitTable(const Aggregates& aggregates, Instant now, std::optional<ToolKind> only) {
     Table table({{"Limits", Align::left},
                  {"window", Align::left, std::nullopt, 5},
                  {"", Align::left, std::nullopt, 1},
                  {"used", Align::right},
-                 {"resets", Align::left},
+                 {"resets", Align::left, std::nullopt, 6},
                  {"", Align::left, std::nullopt, 2},
                  {"plan", Align::left, 8, 3},
                  {"as of", Align::left, std::nullopt, 4}});
-    for (const auto& [tool, info] : aggregates.latestRateLimitsByTool) {
-        const auto asOf = aggregates.latestRateLimitsAsOf.find(tool);
-        const bool isDated = asOf != aggregates.latestRateLimitsAsOf.end();
-        table.addRow(limitRow(tool, info, isDated ? std::optional(asOf->second) : std::nullopt, now));
-    }
+    for (const auto& [tool, info] : aggregates.latestRateLimitsByTool)
+        if (!only || tool == *only) table.addRow(limitRow(tool, info, asOf(aggregates, tool), now));
     if (table.isEmpty()) return std::nullopt;
     return table;
+}
+
+std::function<void(JsonWriter&)> jsonLimits(const Aggregates& aggregates, std::optional<ToolKind> only) {
+    return [&aggregates, only](JsonWriter& json) {
+        json.beginArray();
+        for (const auto& [tool, info] : aggregates.latestRateLimitsByTool)
+            if (!only || tool == *only) writeLimit(json, tool, info, asOf(aggregates, tool));
+        json.endArray();
+    };
 }
 
 }  // namespace ledgerfern

@@ -2,6 +2,8 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <iterator>
+#include <limits>
 #include <map>
 
 #include "Analytics/Aggregates.h"
@@ -91,13 +93,6 @@ std::variant<std::optional<std::string>, UsageError> single(const Parsed& parsed
     return std::optional<std::string>(values.front());
 }
 
-std::optional<ColorMode> colorMode(std::string_view text) {
-    if (text == "auto") return ColorMode::automatic;
-    if (text == "always") return ColorMode::always;
-    if (text == "never") return ColorMode::never;
-    return std::nullopt;
-}
-
 std::optional<UsageError> takeNow(const Parsed& parsed, Options& options) {
     const auto value = single(parsed, "--now");
     if (const auto* error = std::get_if<UsageError>(&value)) return *error;
@@ -111,34 +106,22 @@ std::optional<UsageError> takeNow(const Parsed& parsed, Options& options) {
         "1772409600"};
 }
 
-std::optional<UsageError> takeColor(const Parsed& parsed, Options& options) {
-    const auto value = single(parsed, "--color");
-    if (const auto* error = std::get_if<UsageError>(&value)) return *error;
-    const auto& text = std::get<std::optional<std::string>>(value);
-    if (!text) return std::nullopt;
-    const auto mode = colorMode(*text);
-    if (!mode)
-        return UsageError{"--color " + inQuotes(*text) + " is unknown; it takes auto, always or never"};
-    options.color = *mode;
-    return std::nullopt;
-}
-
 /// There is no cache yet, so its options are only looked at.
 std::optional<UsageError> takeCache(const Parsed& parsed) {
     const auto value = single(parsed, "--cache");
     if (const auto* error = std::get_if<UsageError>(&value)) return *error;
     const auto& file = std::get<std::optional<std::string>>(value);
-    if (file && parsed.flags.at("--no-cache"))
+    if (file && isSet(parsed, "--no-cache"))
         return UsageError{"--cache and --no-cache exclude each other; give one"};
     if (file && file->empty()) return UsageError{"--cache needs the name of a file"};
     return std::nullopt;
 }
 
 std::optional<UsageError> takeRoots(const Parsed& parsed, Options& options) {
-    options.codexRoots = parsed.values.at("--codex");
-    options.claudeRoots = parsed.values.at("--claude");
+    options.codexRoots = valuesOf(parsed, "--codex");
+    options.claudeRoots = valuesOf(parsed, "--claude");
     for (const std::string_view option : {"--codex", "--claude"})
-        for (const std::string& root : parsed.values.at(option))
+        for (const std::string& root : valuesOf(parsed, option))
             if (root.empty()) return UsageError{std::string(option) + " needs the name of a folder"};
     return std::nullopt;
 }
@@ -152,17 +135,69 @@ std::optional<UsageError> takeText(const Parsed& parsed, std::string_view name,
     return std::nullopt;
 }
 
-bool isScope(const std::string& text) {
-    return text == Scope::today || text == Scope::cycle || text == Scope::all || Aggregates::cycleRange(text);
+/// A whole number within bounds; untouched where the option isn't given.
+template <class Number>
+std::optional<UsageError> takeNumber(const Parsed& parsed, std::string_view name, std::int64_t least,
+                                     std::int64_t most, Number& number) {
+    std::optional<std::string> text;
+    if (auto error = takeText(parsed, name, text)) return error;
+    if (!text) return std::nullopt;
+    const auto value = readInteger(*text);
+    if (!value || *value < least || *value > most)
+        return UsageError{std::string(name) + " " + inQuotes(*text) +
+                          " is out of place; it takes a whole number from " + std::to_string(least) + " to " +
+                          std::to_string(most)};
+    number = static_cast<std::size_t>(*value);
+    return std::nullopt;
 }
 
-std::optional<UsageError> takeTool(const Parsed& parsed, Options& options) {
+bool isScope(const std::string& text) {
+    return text == ScopeName::today || text == ScopeName::cycle || text == ScopeName::all ||
+           Aggregates::cycleRange(text);
+}
+
+/// Looks the value of an option up in a list of words. `wanted` names them.
+template <class Value>
+std::optional<UsageError> takeWord(const Parsed& parsed, std::string_view name,
+                                   const std::map<std::string_view, Value>& words, std::string_view wanted,
+                                   std::optional<Value>& value) {
     std::optional<std::string> text;
-    if (auto error = takeText(parsed, "--tool", text)) return error;
+    if (auto error = takeText(parsed, name, text)) return error;
     if (!text) return std::nullopt;
-    options.tool = toolKind(*text);
-    if (options.tool) return std::nullopt;
-    return UsageError{"--tool " + inQuotes(*text) + " is unknown; it takes codex or claude"};
+    const auto found = words.find(*text);
+    if (found == words.end())
+        return UsageError{std::string(name) + " " + inQuotes(*text) + " is unknown; it takes " +
+                          std::string(wanted)};
+    value = found->second;
+    return std::nullopt;
+}
+
+/// How it is shown.
+std::optional<UsageError> takeForm(const Parsed& parsed, Options& options) {
+    std::optional<SessionOrder> sort;
+    if (auto error = takeWord<SessionOrder>(parsed, "--sort",
+                                            {{"tokens", SessionOrder::tokens},
+                                             {"cost", SessionOrder::cost},
+                                             {"recent", SessionOrder::recent},
+                                             {"name", SessionOrder::name}},
+                                            "tokens, cost, recent or name", sort))
+        return error;
+    options.sort = sort.value_or(SessionOrder::tokens);
+    std::optional<ColorMode> color;
+    if (auto error = takeWord<ColorMode>(
+            parsed, "--color",
+            {{"auto", ColorMode::automatic}, {"always", ColorMode::always}, {"never", ColorMode::never}},
+            "auto, always or never", color))
+        return error;
+    options.color = color.value_or(ColorMode::automatic);
+    if (auto error =
+            takeWord<StackUnit>(parsed, "--by", {{"day", StackUnit::localDay}, {"week", StackUnit::isoWeek}},
+                                "day or week", options.by))
+        return error;
+    if (auto error = takeText(parsed, "-o", options.outFile)) return error;
+    if (options.outFile && options.outFile->empty()) return UsageError{"-o needs the name of a file"};
+    options.json = isSet(parsed, "--json");
+    return takeNumber(parsed, "--limit", 1, std::numeric_limits<std::int64_t>::max(), options.limit);
 }
 
 /// What is counted.
@@ -177,7 +212,17 @@ std::optional<UsageError> takeScope(const Parsed& parsed, Options& options) {
     options.search = search.value_or("");
     if (auto error = takeText(parsed, "--project", options.project)) return error;
     if (auto error = takeText(parsed, "--week", options.week)) return error;
-    return takeTool(parsed, options);
+    return takeWord<ToolKind>(parsed, "--tool",
+                              {{"codex", ToolKind::codex}, {"claude", ToolKind::claudeCode}},
+                              "codex or claude", options.tool);
+}
+
+/// What is made up, and how much of it.
+std::optional<UsageError> takeDemo(const Parsed& parsed, Options& options) {
+    constexpr std::int64_t mostSessions = 5000;
+    if (auto error = takeNumber(parsed, "--seed", 0, std::numeric_limits<std::int64_t>::max(), options.seed))
+        return error;
+    return takeNumber(parsed, "--sessions", 1, mostSessions, options.sessions);
 }
 
 std::optional<UsageError> takeOperand(const Usage& usage, const std::vector<std::string>& operands,
@@ -200,10 +245,11 @@ std::optional<UsageError> take(const Usage& usage, const Parsed& parsed,
     if (auto error = takeRoots(parsed, options)) return error;
     if (auto error = takeNow(parsed, options)) return error;
     if (auto error = takeCache(parsed)) return error;
-    if (auto error = takeColor(parsed, options)) return error;
     if (auto error = takeScope(parsed, options)) return error;
-    options.finish = parsed.flags.at("--finish");
-    options.defaultPrices = parsed.flags.at("--default-prices");
+    if (auto error = takeForm(parsed, options)) return error;
+    if (auto error = takeDemo(parsed, options)) return error;
+    options.finish = isSet(parsed, "--finish");
+    options.defaultPrices = isSet(parsed, "--default-prices");
     options.full = isSet(parsed, "--full");
     return takeOperand(usage, operands, options);
 }
@@ -242,7 +288,7 @@ const std::vector<OptionText>& commonOptions() {
 
 std::vector<OptionText> scopeOptions(std::string_view usual) {
     return {{"--scope", "SCOPE",
-             usual == Scope::all
+             usual == ScopeName::all
                  ? "Count today, the current cycle, all, or the cycle of a key that “cycles” lists: today, "
                    "cycle, all or KEY. All without it."
                  : "Count today, the current cycle, all, or the cycle of a key that “cycles” lists: today, "
@@ -254,7 +300,14 @@ std::vector<OptionText> scopeOptions(std::string_view usual) {
 
 std::vector<OptionText> Usage::options() const {
     std::vector<OptionText> all = ownOptions;
-    all.insert(all.end(), commonOptions().begin(), commonOptions().end());
+    std::copy_if(commonOptions().begin(), commonOptions().end(), std::back_inserter(all),
+                 [&](const OptionText& option) {
+                     const bool isOwn =
+                         std::any_of(ownOptions.begin(), ownOptions.end(),
+                                     [&](const OptionText& own) { return own.name == option.name; });
+                     if (isOwn) return false;
+                     return scans || option.name == "--help" || option.name == "--version";
+                 });
     return all;
 }
 

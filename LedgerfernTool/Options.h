@@ -1,15 +1,19 @@
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <variant>
 #include <vector>
 
+#include "Analytics/Stacks.h"
 #include "UsageRecords/Records.h"
 
 namespace ledgerfern {
 
+enum class SessionOrder { tokens, cost, recent, name };
 enum class ColorMode { automatic, always, never };
 
 /// What a command was asked for.
@@ -20,13 +24,20 @@ struct Options {
     bool finish = false;
     bool defaultPrices = false;
     ColorMode color = ColorMode::automatic;
-    bool full = false;                   ///< `dump` alone.
-    std::optional<std::string> scope;    ///< One of `Scope`, or a number; absent: the command's usual one.
-    std::optional<ToolKind> tool;        ///< Absent: both.
-    std::string search;                  ///< Empty: everything.
+    bool full = false;                 ///< `dump` alone.
+    std::optional<std::string> scope;  ///< One of `ScopeName`, or a number; absent: the command's usual one.
+    std::optional<ToolKind> tool;      ///< Absent: both.
+    std::string search;                ///< Empty: everything.
     std::optional<std::string> project;  ///< `dump` alone: the project whose page is derived.
     std::optional<std::string> week;     ///< `dump` alone: the ISO week key that the page is derived with.
-    std::string operand;                 ///< The command's one operand, such as a session's path or id.
+    bool json = false;                   ///< One document instead of a text for people.
+    SessionOrder sort = SessionOrder::tokens;  ///< `sessions` alone.
+    std::optional<std::size_t> limit;          ///< `sessions` alone: the most that are listed; absent: all.
+    std::optional<StackUnit> by;               ///< `daily` alone; absent: as the scope has it.
+    std::optional<std::string> outFile;        ///< `export` alone; absent: standard output.
+    std::uint64_t seed = 1;                    ///< `demo` alone.
+    std::size_t sessions = 120;                ///< `demo` alone: how many to make up.
+    std::string operand;  ///< The command's one operand: a session's path or id, a name, or a folder.
     bool showsHelp = false;
     bool showsVersion = false;
 
@@ -35,11 +46,11 @@ struct Options {
 };
 
 /// The scopes that have a name; others are cycle keys.
-namespace Scope {
+namespace ScopeName {
 inline constexpr std::string_view today = "today";
 inline constexpr std::string_view cycle = "cycle";
 inline constexpr std::string_view all = "all";
-}  // namespace Scope
+}  // namespace ScopeName
 
 /// What an option is called, and how it is explained.
 struct OptionText {
@@ -62,8 +73,9 @@ struct Usage {
     std::string_view command;
     std::vector<OptionText> ownOptions;
     std::string_view operand;  ///< What its one operand is called; empty where it takes none.
+    bool scans = true;         ///< It reads logs; otherwise it knows few of the common options.
 
-    /// Its own options, then the common ones.
+    /// Its own options, then the common ones that it doesn't explain by itself.
     std::vector<OptionText> options() const;
 };
 

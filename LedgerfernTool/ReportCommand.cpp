@@ -1,12 +1,13 @@
 #include "Commands.h"
 #include "ReportText.h"
-#include "Scan.h"
 
 namespace ledgerfern {
 
 int runReport(const Options& options, Console& console) {
-    const Scan scan = scanRoots(options, console);
-    return console.print(reportText(scan, pricesFor(options), console.width(), paletteFor(options, console)));
+    const auto scoped = scanInScope(options, console);
+    if (!scoped) return ExitStatus::badUsage;
+    if (options.json) return console.print(reportDocument(*scoped));
+    return console.print(reportText(*scoped, console.width(), paletteFor(options, console)));
 }
 
 }  // namespace ledgerfern

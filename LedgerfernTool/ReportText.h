@@ -4,11 +4,14 @@
 #include <string>
 
 #include "Color.h"
-#include "Scan.h"
+#include "Scope.h"
 
 namespace ledgerfern {
 
-/// The report on a scan, in at most `width` columns.
-std::string reportText(const Scan& scan, const PriceTable& prices, std::size_t width, const Palette& palette);
+/// The report on a scope, in at most `width` columns.
+std::string reportText(const ScopedScan& scoped, std::size_t width, const Palette& palette);
+
+/// The same as a document.
+std::string reportDocument(const ScopedScan& scoped);
 
 }  // namespace ledgerfern

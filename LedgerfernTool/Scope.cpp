@@ -1,6 +1,27 @@
 #include "Scope.h"
 
+#include "PrintableText.h"
+#include "Quoted.h"
+#include "UsageRecords/TSDate.h"
+#include "UsageTable.h"
+
 namespace ledgerfern {
+
+namespace {
+
+std::string folderList(const std::vector<std::string>& folders) {
+    std::string list;
+    for (std::size_t i = 0; i < folders.size(); ++i)
+        list += (i == 0 ? "" : i + 1 == folders.size() ? " and " : ", ") + printable(folders[i]);
+    return list;
+}
+
+bool isKnownScope(const std::string& scope, const Aggregates& aggregates) {
+    return scope == ScopeName::today || scope == ScopeName::cycle || scope == ScopeName::all ||
+           aggregates.cycles.contains(scope) || scope == aggregates.currentCycleKey();
+}
+
+}  // namespace
 
 DashboardAnalytics::Selection selectionFor(const Options& options, const Aggregates& aggregates,
                                            std::string_view usual) {
@@ -8,8 +29,8 @@ DashboardAnalytics::Selection selectionFor(const Options& options, const Aggrega
     DashboardAnalytics::Selection selection;
     selection.tool = options.tool;
     selection.search = options.search;
-    selection.allTime = scope == Scope::all;
-    if (scope == Scope::cycle)
+    selection.allTime = scope == ScopeName::all;
+    if (scope == ScopeName::cycle)
         selection.cycleKey = aggregates.currentCycleKey();
     else if (!selection.allTime)
         selection.cycleKey = scope;
@@ -32,6 +53,72 @@ DashboardDerived derived(const Scan& scan, const DashboardAnalytics::Selection& 
                          const PriceTable& prices) {
     return DashboardAnalytics::derive(&scan.snapshot, selection, scan.snapshot.sessionIDs,
                                       scan.snapshot.threadNames, prices, scan.now);
+}
+
+ScopedScan::ScopedScan(Scan found, const Options& options, PriceTable table)
+    : scan(std::move(found)),
+      prices(std::move(table)),
+      scope(options.scope.value_or(std::string(ScopeName::cycle))),
+      selection(selectionFor(options, scan.snapshot.aggregates, ScopeName::cycle)),
+      times(DashboardAnalytics::scopeOf(scan.snapshot.aggregates, selection, scan.now)) {}
+
+StackUnit ScopedScan::usualUnit() const {
+    return selection.allTime ? StackUnit::isoWeek : StackUnit::localDay;
+}
+
+std::optional<std::string> ScopedScan::cycleKey() const {
+    return scope == ScopeName::today ? std::nullopt : selection.cycleKey;
+}
+
+std::string ScopedScan::title() const {
+    if (scope == ScopeName::today) return "Today";
+    return selection.cycleKey ? "Cycle of " + TSDate::cycleLabel(*selection.cycleKey, scan.now) : "All time";
+}
+
+std::string ScopedScan::heading() const {
+    const auto key = cycleKey();
+    const auto days = key ? cycleDays(*key) : std::nullopt;
+    if (!days) return title();
+    const bool isOver = Aggregates::cycleRange(*key)->end <= scan.now;
+    return title() + " · " + days->first + " to " + days->last + (isOver ? " · over" : "");
+}
+
+std::string ScopedScan::emptySentence(std::optional<std::string_view> project) const {
+    if (const auto nothing = nothingFound(scan)) return *nothing;
+    std::string sentence = "No usage";
+    if (selection.tool) sentence += " of " + std::string(agentName(*selection.tool));
+    if (project) sentence += " in " + inQuotes(printable(*project));
+    if (scope == ScopeName::today) sentence += " today";
+    if (const auto key = cycleKey())
+        if (const auto days = cycleDays(*key)) sentence += " from " + days->first + " to " + days->last;
+    if (!selection.search.empty()) sentence += " in sessions with " + inQuotes(printable(selection.search));
+    return sentence +
+           (selection.cycleKey ? "; --scope all counts all there is." : ", even with --scope all.");
+}
+
+std::optional<ScopedScan> scanInScope(const Options& options, Console& console) {
+    Scan scan = scanRoots(options, console);
+    if (!options.scope || isKnownScope(*options.scope, scan.snapshot.aggregates))
+        return ScopedScan(std::move(scan), options, pricesFor(options));
+    console.warn("--scope " + inQuotes(*options.scope) + " is the key of no known cycle; " +
+                 inQuotes("ledgerfern-cli cycles") + " lists those there are");
+    return std::nullopt;
+}
+
+std::optional<std::string> nothingFound(const Scan& scan) {
+    if (!scan.snapshot.sessions.empty()) return std::nullopt;
+    const std::int64_t files = scan.snapshot.aggregates.filesScanned;
+    const std::string place = " below " + folderList(scan.folders);
+    if (files == 0)
+        return "No session logs were found" + place +
+               "; run a session in Codex or Claude Code, or name another folder with --codex or --claude.";
+    return "No usage was found in " + counted(files, "session log") + place + ".";
+}
+
+std::optional<CycleDays> cycleDays(std::string_view key) {
+    const auto range = Aggregates::cycleRange(key);
+    if (!range) return std::nullopt;
+    return CycleDays{TSDate::localDayKey(range->start), TSDate::localDayKey(range->end - 1)};
 }
 
 }  // namespace ledgerfern

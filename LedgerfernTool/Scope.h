@@ -1,7 +1,13 @@
 #pragma once
 
+#include <optional>
+#include <string>
+#include <string_view>
+
 #include "Analytics/DashboardAnalytics.h"
 #include "Analytics/ProjectAnalytics.h"
+#include "Analytics/UsageSummary.h"
+#include "Console.h"
 #include "Options.h"
 #include "Scan.h"
 
@@ -19,5 +25,45 @@ ProjectAnalytics::Selection projectSelectionFor(const Options& options, const Ag
 /// What the selection comes to.
 DashboardDerived derived(const Scan& scan, const DashboardAnalytics::Selection& selection,
                          const PriceTable& prices);
+
+/// A scan as the options of a command for people see it.
+struct ScopedScan {
+    Scan scan;
+    PriceTable prices;
+    std::string scope;  ///< As documents tell it: one of `ScopeName`, or a cycle's key.
+    DashboardAnalytics::Selection selection;
+    DashboardAnalytics::Scope times;
+
+    ScopedScan(Scan found, const Options& options, PriceTable table);
+
+    DashboardDerived derived() const { return ledgerfern::derived(scan, selection, prices); }
+    /// Weeks with all time, otherwise days.
+    StackUnit usualUnit() const;
+    UsageSummary summary(const SessionList& rows, StackUnit unit) const {
+        return summarise(rows, times, unit, prices);
+    }
+    /// Key of the cycle that is in scope; absent where the scope is none.
+    std::optional<std::string> cycleKey() const;
+    /// "Today", "Cycle of Feb 23" or "All time".
+    std::string title() const;
+    /// The title, with the first and the last day of a cycle, and whether it is over.
+    std::string heading() const;
+    /// One sentence that says that nothing of the project, or nothing at all, is in scope, and what would be.
+    std::string emptySentence(std::optional<std::string_view> project = std::nullopt) const;
+};
+
+/// Scans by the options. A cycle that isn't known is told on standard error, and then there is no scan.
+std::optional<ScopedScan> scanInScope(const Options& options, Console& console);
+
+/// Says that no log or no usage was found at all; absent where there is some.
+std::optional<std::string> nothingFound(const Scan& scan);
+
+/// The first and the last local day of a cycle, as their keys.
+struct CycleDays {
+    std::string first;
+    std::string last;
+};
+/// Absent where the key isn't a cycle's.
+std::optional<CycleDays> cycleDays(std::string_view key);
 
 }  // namespace ledgerfern

@@ -1,24 +1,32 @@
-#include "Analytics/SessionNaming.h"
 #include "Commands.h"
+#include "DumpDocument.h"
+#include "JsonDocument.h"
 #include "Quoted.h"
-#include "Scan.h"
 #include "SessionSearch.h"
 #include "SessionText.h"
 
 namespace ledgerfern {
 
 int runSession(const Options& options, Console& console) {
-    const Scan scan = scanRoots(options, console);
-    const auto found = findSession(scan.snapshot, scan.folders, options.operand);
+    const auto scoped = scanInScope(options, console);
+    if (!scoped) return ExitStatus::badUsage;
+    const Snapshot& snapshot = scoped->scan.snapshot;
+    const auto found = findSession(snapshot, scoped->scan.folders, options.operand);
     if (const auto* none = std::get_if<NoSession>(&found))
         return console.fail(ExitStatus::failed, none->sentence);
-    const auto session = scan.engine->fullResult(std::get<std::string>(found));
+    const auto session = scoped->scan.engine->fullResult(std::get<std::string>(found));
     if (!session)
         return console.fail(ExitStatus::failed, "the log of " + inQuotes(options.operand) + " is gone");
-    const std::string name =
-        SessionNaming::displayName(*session, scan.snapshot.sessionIDs, scan.snapshot.threadNames);
-    return console.print(
-        sessionText(*session, name, pricesFor(options), console.width(), paletteFor(options, console)));
+    const auto text = textOf(snapshot, scoped->prices, *session);
+    if (options.json)
+        return console.print(jsonDocument(
+            *scoped,
+            {{"session", [&](JsonWriter& json) { DumpRecords::writeSessionRow(json, *session, text); }},
+             {"requests", [&](JsonWriter& json) {
+                  DumpRecords::writeRequests(json, session->requests, firstShownRequest(*session));
+              }}}));
+    return console.print(sessionText(*session, text.displayName, scoped->prices, console.width(),
+                                     paletteFor(options, console)));
 }
 
 }  // namespace ledgerfern

@@ -16,6 +16,16 @@ namespace ledgerfern {
 namespace {
 
 constexpr std::size_t shownRequests = 400;
+
+}  // namespace
+
+std::size_t firstShownRequest(const SessionResult& session) {
+    const std::size_t count = session.requests.size();
+    return count - std::min(count, shownRequests);
+}
+
+namespace {
+
 constexpr std::string_view unknown = "—";
 
 /// From when to when the session ran; the end that isn't known is left out.
@@ -60,11 +70,6 @@ bool hasOtherModels(const SessionResult& session) {
     return false;
 }
 
-std::size_t firstShown(const SessionResult& session) {
-    const std::size_t count = session.requests.size();
-    return count - std::min(count, shownRequests);
-}
-
 /// True where the header tells the day of every request that is shown.
 bool isOfOneDay(const SessionResult& session) {
     std::set<std::string> days;
@@ -73,7 +78,7 @@ bool isOfOneDay(const SessionResult& session) {
     };
     add(session.started);
     add(session.lastTs);
-    for (std::size_t i = firstShown(session); i < session.requests.size(); ++i)
+    for (std::size_t i = firstShownRequest(session); i < session.requests.size(); ++i)
         add(session.requests[i].ts);
     return days.size() <= 1;
 }
@@ -100,13 +105,15 @@ Table emptyRequestTable(bool hasCost) {
 Table requestTable(const SessionResult& session, const PriceTable& prices) {
     const auto price = prices.priceFor(session.model);
     const bool hasDays = !isOfOneDay(session), hasModels = hasOtherModels(session);
+    const bool hasReasoning = session.totals.reasoningOutputTokens != 0;
     Table table = emptyRequestTable(price.has_value());
-    for (std::size_t i = firstShown(session); i < session.requests.size(); ++i) {
+    for (std::size_t i = firstShownRequest(session); i < session.requests.size(); ++i) {
         const RequestDelta request = session.requests[i];
         const UsageTotals& tokens = request.d;
         table.addRow({shortTimeText(request.ts, hasDays), fmtTokens(tokens.inputTokens),
                       fmtTokens(tokens.cachedInputTokens), fmtTokens(tokens.outputTokens),
-                      fmtTokens(tokens.reasoningOutputTokens), fmtTokens(tokens.totalTokens),
+                      hasReasoning ? fmtTokens(tokens.reasoningOutputTokens) : "",
+                      fmtTokens(tokens.totalTokens),
                       price ? CostEstimator::fmtUSD(CostEstimator::cost(tokens, price)) : "",
                       hasModels ? std::string(request.model.value_or("—")) : "",
                       std::string(request.dominant.value_or("—"))});

@@ -16,7 +16,7 @@ namespace {
 
 constexpr std::size_t gap = 2;
 constexpr std::size_t indent = 2;
-constexpr std::size_t mostWidth = 20;  // of a column that isn't flexible
+constexpr std::size_t cutTo = 20;  // a column that isn't flexible, where the room is short
 
 std::size_t totalWidth(const std::vector<std::size_t>& widths) {
     return std::accumulate(widths.begin(), widths.end(), widths.empty() ? 0 : gap * (widths.size() - 1));
@@ -50,8 +50,22 @@ std::size_t Table::naturalWidth(std::size_t column) const {
     std::size_t width = 0;
     for (const auto& row : rows_)
         width = std::max(width, displayWidth(row[column].text));
-    if (!columns_[column].leastWidth) width = std::min(width, mostWidth);
     return std::max(displayWidth(columns_[column].heading), width + (column == 0 ? indent : 0));
+}
+
+/// What the layout takes once the flexible column has given what it can.
+std::size_t Table::leastTotal(const Layout& layout) const {
+    std::size_t total = totalWidth(layout.widths);
+    for (std::size_t i = 0; i < layout.columns.size(); ++i)
+        if (const auto least = columns_[layout.columns[i]].leastWidth; least && *least < layout.widths[i])
+            total -= layout.widths[i] - *least;
+    return total;
+}
+
+std::size_t Table::cutWidth(std::size_t column) const {
+    const std::size_t width = naturalWidth(column);
+    if (columns_[column].leastWidth) return width;
+    return std::min(width, std::max(displayWidth(columns_[column].heading), cutTo));
 }
 
 Table::Layout Table::layout(std::size_t width) const {
@@ -61,6 +75,9 @@ Table::Layout Table::layout(std::size_t width) const {
         result.columns.push_back(i);
         result.widths.push_back(naturalWidth(i));
     }
+    if (leastTotal(result) > width)
+        std::transform(result.columns.begin(), result.columns.end(), result.widths.begin(),
+                       [&](std::size_t column) { return cutWidth(column); });
     for (std::size_t total = totalWidth(result.widths); total > width; total = totalWidth(result.widths))
         if (!shrinkOrDrop(result, total - width)) break;
     return result;

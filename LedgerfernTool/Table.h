@@ -16,7 +16,7 @@ struct Column {
     std::string heading;
     Align align = Align::right;
     /// Where the room is short, the texts of the one column that has this are cut in the middle, down to so
-    /// many columns of the terminal. Those of the others are cut to 20 from the start.
+    /// many columns of the terminal. Where that isn't enough, those of the others are cut to 20.
     std::optional<std::size_t> leastWidth = std::nullopt;
     /// Where it is still short, columns are left out, the one with the smallest number first; those with 0
     /// stay.
@@ -53,7 +53,9 @@ private:
 
     bool hasText(std::size_t column) const;
     std::size_t naturalWidth(std::size_t column) const;
+    std::size_t cutWidth(std::size_t column) const;
     Layout layout(std::size_t width) const;
+    std::size_t leastTotal(const Layout& layout) const;
     bool shrinkOrDrop(Layout& layout, std::size_t excess) const;
     std::string line(const std::vector<Cell>& cells, const Layout& layout, std::size_t margin,
                      const Palette& palette) const;

@@ -8,9 +8,10 @@
 int main(int argc, char** argv) {
     // A reader that goes away is seen where writing fails.
     std::signal(SIGPIPE, SIG_IGN);
-    const char* const noColor = std::getenv("NO_COLOR");
+    // So is a limit on the size of files.
+    std::signal(SIGXFSZ, SIG_IGN);
     ledgerfern::DescriptorOutput out(STDOUT_FILENO);
     ledgerfern::DescriptorOutput err(STDERR_FILENO);
-    ledgerfern::Console console{out, err, noColor != nullptr && *noColor != '\0'};
+    ledgerfern::Console console{out, err, std::getenv("NO_COLOR") != nullptr};
     return ledgerfern::runCommandLine({argv + 1, argv + argc}, console);
 }

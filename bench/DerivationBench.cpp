@@ -49,6 +49,8 @@ RequestList madeRequests(Random& random, Instant start) {
         record.d = {20'000, 18'000, 0, 400, 100, 20'400};
         records.push_back(record);
     }
+    records.shrinkToFit();  // as the engine leaves them
+    names.shrinkToFit();
     return {records, names.pool()};
 }
 

@@ -18,20 +18,6 @@ constexpr std::size_t shownTools = 8;
 
 using Texts = std::map<std::string, std::string>;
 
-/// The times that a selection covers.
-struct Scope {
-    bool allTime = false;
-    std::optional<TimeRange> range;              ///< Absent: all times.
-    std::map<ToolKind, TimeRange> cyclesByTool;  ///< What sessions of the tool count by instead.
-
-    /// Absent: the session counts as a whole.
-    std::optional<TimeRange> rangeOf(const SessionResult& session) const {
-        if (allTime) return std::nullopt;
-        const auto cycle = cyclesByTool.find(session.tool);
-        return cycle == cyclesByTool.end() ? range : cycle->second;
-    }
-};
-
 std::optional<TimeRange> selectedRange(const Selection& selection, bool isToday, Instant now) {
     if (isToday) return TSDate::localDay(now);
     if (selection.allTime || !selection.cycleKey) return std::nullopt;
@@ -44,16 +30,6 @@ TimeRange currentCycle(double anchor, Instant now) {
     const double steps = std::trunc((now - base) / Aggregates::cycleLength);
     const Instant start = base + steps * Aggregates::cycleLength;
     return {start, start + Aggregates::cycleLength};
-}
-
-Scope scopeOf(const Aggregates& aggregates, const Selection& selection, Instant now) {
-    const bool isToday = selection.cycleKey == "today";
-    Scope scope{selection.allTime, selectedRange(selection, isToday, now), {}};
-    const bool isMixed = aggregates.toolsUseDifferentAnchors() && !selection.allTime && !isToday;
-    if (isMixed)
-        for (const auto& [tool, anchor] : aggregates.cycleAnchorsByTool)
-            scope.cyclesByTool[tool] = currentCycle(anchor, now);
-    return scope;
 }
 
 /// Decides which sessions a search text finds.
@@ -126,8 +102,11 @@ std::vector<TopTool> topTools(const std::map<std::string, ToolStat>& stats) {
 /// Collects what is in scope, one session after the other: each is read as a whole while it is at hand.
 class Derivation {
 public:
-    explicit Derivation(const Scope& scope)
-        : scope_(scope), stacks_(scope.allTime ? StackUnit::isoWeek : StackUnit::localDay, scope.range) {}
+    Derivation(const Scope& scope, std::size_t sessions)
+        : scope_(scope), stacks_(scope.allTime ? StackUnit::isoWeek : StackUnit::localDay, scope.range) {
+        derived_.rowTokens.reserve(sessions);
+        derived_.rowReqs.reserve(sessions);
+    }
 
     void add(const SessionPointer& session) {
         const ScopedSession sums = scoped(session, scope_);
@@ -137,8 +116,8 @@ public:
         addFromOutside(derived_.totalReqs, sums.reqs);
         addFromOutside(derived_.totalInput, sums.input);
         addFromOutside(derived_.totalCached, sums.cached);
-        derived_.rowTokens[session->path] = sums.tokens;
-        derived_.rowReqs[session->path] = sums.reqs;
+        derived_.rowTokens.set(session->path, sums.tokens);
+        derived_.rowReqs.set(session->path, sums.reqs);
         stacks_.addWithModels(*session, SessionKind::label(*session));
     }
 
@@ -182,12 +161,28 @@ DashboardDerived nothing() {
 
 }  // namespace
 
+Scope scopeOf(const Aggregates& aggregates, const Selection& selection, Instant now) {
+    const bool isToday = selection.cycleKey == "today";
+    Scope scope{selection.allTime, selectedRange(selection, isToday, now), {}};
+    const bool isMixed = aggregates.toolsUseDifferentAnchors() && !selection.allTime && !isToday;
+    if (isMixed)
+        for (const auto& [tool, anchor] : aggregates.cycleAnchorsByTool)
+            scope.cyclesByTool[tool] = currentCycle(anchor, now);
+    return scope;
+}
+
+std::optional<TimeRange> Scope::rangeOf(const SessionResult& session) const {
+    if (allTime) return std::nullopt;
+    const auto cycle = cyclesByTool.find(session.tool);
+    return cycle == cyclesByTool.end() ? range : cycle->second;
+}
+
 DashboardDerived derive(const Snapshot* snap, const Selection& selection, const Texts& ids,
                         const Texts& names, const PriceTable& prices, Instant now) {
     if (snap == nullptr) return nothing();
     const Scope scope = scopeOf(snap->aggregates, selection, now);
     const Search search(selection.search, ids, names);
-    Derivation derivation(scope);
+    Derivation derivation(scope, snap->sessions.size());
     walk(snap->sessions, fetchRequests, [&](std::size_t i) {
         const SessionPointer& session = snap->sessions[i];
         if ((!selection.tool || session->tool == *selection.tool) && search.finds(*session))

@@ -10,6 +10,7 @@
 #include "Analytics/SessionCounts.h"
 #include "Analytics/Snapshot.h"
 #include "Analytics/Stacks.h"
+#include "UsageRecords/TimeRange.h"
 
 namespace ledgerfern {
 
@@ -52,6 +53,18 @@ struct Selection {
 
     bool operator==(const Selection&) const = default;
 };
+
+/// The times that a selection covers.
+struct Scope {
+    bool allTime = false;
+    std::optional<TimeRange> range;              ///< Of the bars; absent: all times.
+    std::map<ToolKind, TimeRange> cyclesByTool;  ///< What sessions of the tool count by instead.
+
+    /// What of the session counts; absent: the whole session.
+    std::optional<TimeRange> rangeOf(const SessionResult& session) const;
+};
+
+Scope scopeOf(const Aggregates& aggregates, const Selection& selection, Instant now);
 
 /// The snapshot as the selection sees it; no snapshot (null) is empty. `ids` and `names` are those of
 /// `SessionNaming::displayName`. Where the tools' limits reset at different times, a session counts by the

@@ -86,7 +86,7 @@ std::string CSVExport::sessionsCSV(const SessionList& rows, const SessionCounts&
         "Tokens,First Message,Started,Last Active\n";
     for (const SessionPointer& session : latestFirst(rows)) {
         const auto all = static_cast<std::int64_t>(session->requests.size());
-        text += csvLine(*session, countOf(rowReqs, *session, all),
+        text += csvLine(*session, rowReqs.find(session->path).value_or(all),
                         SessionNaming::displayName(*session, ids, names));
     }
     return text;

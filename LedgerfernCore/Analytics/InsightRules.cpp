@@ -63,7 +63,7 @@ std::vector<Insight> derive(const SessionList& sessions, const SessionCounts& to
     std::vector<std::int64_t> tokens;
     tokens.reserve(sessions.size());
     for (const SessionPointer& session : sessions)
-        tokens.push_back(countOf(tokensBySession, *session));
+        tokens.push_back(tokensBySession.find(session->path).value_or(0));
     return derive(sessions, tokens, prices);
 }
 
@@ -106,7 +106,7 @@ std::optional<Insight> subagentShare(const SessionList& sessions, const SessionC
                                      std::int64_t total) {
     SubagentSums sums;
     for (const SessionPointer& session : sessions)
-        sums.add(*session, countOf(tokensBySession, *session));
+        sums.add(*session, tokensBySession.find(session->path).value_or(0));
     return sums.finding(total);
 }
 

@@ -68,8 +68,8 @@ void takeRows(ProjectDerived& derived, std::vector<ScopedSession> kept, bool rec
     for (const ScopedSession& sums : kept) {
         addFromOutside(derived.totalTokens, sums.tokens);
         addFromOutside(derived.totalReqs, sums.reqs);
-        derived.rowTokens[(*sums.session)->path] = sums.tokens;
-        derived.rowReqs[(*sums.session)->path] = sums.reqs;
+        derived.rowTokens.set((*sums.session)->path, sums.tokens);
+        derived.rowReqs.set((*sums.session)->path, sums.reqs);
     }
     std::stable_sort(kept.begin(), kept.end(), [recent](const ScopedSession& a, const ScopedSession& b) {
         return recent ? recency(a) > recency(b) : a.tokens > b.tokens;

@@ -48,6 +48,7 @@ void StackBuilder::add(const SessionResult& session, std::string_view label) {
 
 void StackBuilder::addWithModels(const SessionResult& session, std::string_view label) {
     numbersOfModels_.assign(session.requests.names().size() + 1, noNumber);
+    valuesOfModels_.resize(numbersOfModels_.size());
     addRequests<true>(session, label);
 }
 
@@ -59,7 +60,7 @@ void StackBuilder::addRequests(const SessionResult& session, std::string_view la
     auto model = StringPool::none;
     [[maybe_unused]] const auto turnToModel = [&](StringPool::Index index) {
         model = index;
-        ofModel.turnTo(valueOf(bucket_->modelParts, modelNumber(session, index)));
+        ofModel.turnTo(modelValue(session, index));
     };
     for (const RequestRecord& request : session.requests.records()) {
         if (!stretch.contains(request.time)) [[unlikely]] {
@@ -67,7 +68,10 @@ void StackBuilder::addRequests(const SessionResult& session, std::string_view la
             stretch = enter(request.time);
             ofLabel.turnTo(valueOf(bucket_->parts, number));
             ofAll.turnTo(bucket_->total);
-            if constexpr (WithModels) turnToModel(request.model);
+            if constexpr (WithModels) {
+                std::fill(valuesOfModels_.begin(), valuesOfModels_.end(), nullptr);
+                turnToModel(request.model);
+            }
         }
         ofLabel.add(request.d.totalTokens);
         ofAll.add(request.d.totalTokens);
@@ -98,11 +102,19 @@ TimeRange StackBuilder::enter(Instant ts) {
     return range_ ? overlap(stretch, *range_) : stretch;
 }
 
-std::uint32_t StackBuilder::modelNumber(const SessionResult& session, StringPool::Index model) {
-    const bool isOwn = model != StringPool::none;
-    std::uint32_t& number = isOwn ? numbersOfModels_[model] : numbersOfModels_.back();
-    if (number == noNumber)
-        number = models_.numberOf(isOwn ? session.requests.names()[model] : modelLabel(session));
+std::int64_t& StackBuilder::modelValue(const SessionResult& session, StringPool::Index model) {
+    const std::size_t index = std::min<std::size_t>(model, valuesOfModels_.size() - 1);
+    std::int64_t*& value = valuesOfModels_[index];
+    if (!value) value = &valueOf(bucket_->modelParts, modelNumber(session, index));
+    return *value;
+}
+
+std::uint32_t StackBuilder::modelNumber(const SessionResult& session, std::size_t index) {
+    std::uint32_t& number = numbersOfModels_[index];
+    if (number != noNumber) return number;
+    const StringPool& names = session.requests.names();
+    const bool isOwn = index < names.size();
+    number = models_.numberOf(isOwn ? names[static_cast<StringPool::Index>(index)] : modelLabel(session));
     return number;
 }
 
@@ -113,9 +125,10 @@ std::int64_t& StackBuilder::valueOf(Parts& parts, std::uint32_t number) {
 }
 
 std::uint32_t StackBuilder::Labels::numberOf(std::string_view label) {
+    if (latest_ < labels_.size() && labels_[latest_] == label) return latest_;
     const auto [entry, isNew] = numbers_.try_emplace(label, static_cast<std::uint32_t>(labels_.size()));
     if (isNew) labels_.push_back(label);
-    return entry->second;
+    return latest_ = entry->second;
 }
 
 std::map<std::string, std::int64_t> StackBuilder::named(const Parts& parts, const Labels& labels) {

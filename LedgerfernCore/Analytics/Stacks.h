@@ -83,13 +83,15 @@ private:
     private:
         std::unordered_map<std::string_view, std::uint32_t> numbers_;
         std::vector<std::string_view> labels_;
+        std::uint32_t latest_ = 0;
     };
 
     template <bool WithModels>
     void addRequests(const SessionResult& session, std::string_view label);
     bool covers(Instant ts) const;
     TimeRange enter(Instant ts);
-    std::uint32_t modelNumber(const SessionResult& session, StringPool::Index model);
+    std::int64_t& modelValue(const SessionResult& session, StringPool::Index model);
+    std::uint32_t modelNumber(const SessionResult& session, std::size_t index);
     static std::int64_t& valueOf(Parts& parts, std::uint32_t number);
     static std::map<std::string, std::int64_t> named(const Parts& parts, const Labels& labels);
 
@@ -103,6 +105,7 @@ private:
     Bucket* bucket_ = nullptr;  // of the last request
     // Of the session at hand, by the index of the name; the last is that of requests without one.
     std::vector<std::uint32_t> numbersOfModels_;
+    std::vector<std::int64_t*> valuesOfModels_;  // in the bucket at hand; null until they are needed
 };
 
 /// The model that a session's requests count under where they have none of their own.

@@ -106,11 +106,13 @@ Engine::FileIndices Engine::warmPass(const std::vector<DiscoveredFile>& files, c
     return cold;
 }
 
-/// A file that got shorter was truncated or replaced, and is read anew. There is no other test for a changed
-/// file: one that was replaced by a longer one is taken for a grown one.
+/// A file that got shorter was truncated or replaced, and is read anew, even where it seems to be empty: its
+/// size is 0 too where that isn't known. There is no other test for a changed file: one that was replaced by
+/// a longer one is taken for a grown one.
 void Engine::refresh(const DiscoveredFile& file, LivePointer& live, const ScanOptions& options) {
-    if (file.stat.size < live->bytesConsumed()) live = makeLiveLog(file.kind);
-    if (file.stat.size != live->bytesConsumed()) {
+    const bool isShorter = file.stat.size < live->bytesConsumed();
+    if (isShorter) live = makeLiveLog(file.kind);
+    if (isShorter || file.stat.size != live->bytesConsumed()) {
         if (!warmScratch_) warmScratch_ = std::make_unique<ReadScratch>();
         live->read(file.path, *warmScratch_);
     }

@@ -1,6 +1,7 @@
 #include "Foundation/AtomicWrite.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -21,7 +22,7 @@ struct NewFile {
 };
 
 Result failure(const std::string& path, int error) {
-    return {"Couldn't write \"" + repairedUtf8(path) + "\": " + std::system_category().message(error) + "."};
+    return {"can't write “" + repairedUtf8(path) + "”: " + std::system_category().message(error)};
 }
 
 std::string folderOf(const std::string& path) {
@@ -41,6 +42,13 @@ NewFile createBeside(const std::string& path, WriteSteps& steps) {
         if (file.number < 0 && errno != EEXIST) break;
     }
     return file;
+}
+
+/// What replaces a file may be read by those who could read that. A file system without such modes keeps its
+/// own.
+void takeModeOf(const std::string& path, int file) {
+    struct stat attributes{};
+    if (::stat(path.c_str(), &attributes) == 0) ::fchmod(file, attributes.st_mode & 0777);
 }
 
 bool writeAll(int file, std::string_view bytes, WriteSteps& steps) {
@@ -101,6 +109,7 @@ Result writeAtomically(const std::string& path, std::string_view bytes) {
 Result writeAtomically(const std::string& path, std::string_view bytes, WriteSteps& steps) {
     const NewFile file = createBeside(path, steps);
     if (file.number < 0) return failure(path, errno);
+    takeModeOf(path, file.number);
     int error = fill(file.number, bytes, steps);
     if (error == 0 && steps.rename(file.path, path) != 0) error = errno;
     if (error != 0) {

@@ -13,7 +13,8 @@ namespace ledgerfern {
 /// takes the place of what is there. On a failure what is there stays as it is, and nothing else is left
 /// behind; the error names the file.
 ///
-/// The folder must exist. The file gets the permissions of a new file, and a link is replaced, not followed.
+/// The folder must exist. The file keeps the permissions of the one that it replaces, and a link is replaced,
+/// not followed.
 Result writeAtomically(const std::string& path, std::string_view bytes);
 
 /// The system calls of an atomic write, with their results and errno; a test puts failing ones in their

@@ -95,9 +95,19 @@ TEST_F(AtomicWriteTest, givesThePermissionsOfANewFile) {
     EXPECT_EQ(static_cast<unsigned>(permissions), 0640u);
 }
 
+TEST_F(AtomicWriteTest, givesThePermissionsOfTheFileThatItReplaces) {
+    for (const unsigned mode : {0600u, 0666u, 0440u}) {
+        write("file", oldBytes);
+        std::filesystem::permissions(path("file"), static_cast<std::filesystem::perms>(mode));
+        EXPECT_TRUE(writeAtomically(path("file"), newBytes));
+        EXPECT_EQ(static_cast<unsigned>(std::filesystem::status(path("file")).permissions()), mode);
+        std::filesystem::remove(path("file"));
+    }
+}
+
 TEST_F(AtomicWriteTest, namesTheFileWhereTheFolderIsMissing) {
     const Result result = writeAtomically(path("no/file"), newBytes);
-    EXPECT_EQ(result.error, "Couldn't write \"" + path("no/file") + "\": No such file or directory.");
+    EXPECT_EQ(result.error, "can't write “" + path("no/file") + "”: No such file or directory");
     EXPECT_EQ(names(), std::set<std::string>{});
 }
 
@@ -144,7 +154,7 @@ TEST_F(AtomicWriteTest, isWholeOrNotAtAllWhicheverStepFails) {
         EXPECT_EQ(read("file"), result ? newBytes : oldBytes) << n;
         if (!failing.happened()) break;
         if (!result) {
-            EXPECT_EQ(result.error, "Couldn't write \"" + path("file") + "\": No space left on device.");
+            EXPECT_EQ(result.error, "can't write “" + path("file") + "”: No space left on device");
             ++steps;
         }
     }

@@ -18,6 +18,8 @@ using test::textBlock;
 using test::toolResult;
 using test::toolUse;
 
+using Reasons = std::map<std::string, std::int64_t>;
+
 std::string label(std::string_view name, const Json& input = nullptr) {
     JsonReader reader;
     return ClaudeCodeParser::toolLabel(name, asObject(reader.read(input.dump())));
@@ -64,6 +66,29 @@ TEST(ClaudeAttribution, everyEntryIsRoundedByItselfHalvesUpward) {
     EXPECT_EQ(stat(three, "user messages"), (ToolStat{0, 0, 0}));
 }
 
+TEST(ClaudeAttribution, tokensAreMultipliedBeforeTheyAreDivided) {
+    const State state = parsed(ClaudeLog().user("a").user(text(97)).assistant("r1", claudeUsage(49, 0)));
+    EXPECT_EQ(stat(state, "user messages"), (ToolStat{0, 50, 0})) << "a half and 48 and a half";
+}
+
+TEST(ClaudeAttribution, aNegativeHalfIsRoundedAwayFromZeroToo) {
+    const State state = parsed(
+        ClaudeLog().user("a").user(Json::array({toolResult("?", "b")})).assistant("r1", claudeUsage(-1, 0)));
+    EXPECT_EQ(stat(state, "user messages"), (ToolStat{0, -1, 0}));
+    EXPECT_EQ(stat(state, "tool:result"), (ToolStat{0, -1, 0}));
+}
+
+TEST(ClaudeAttribution, theAssistantsBlocksAreMeasuredByWhatTheySay) {
+    const State state = parsed(ClaudeLog().assistant(
+        "r1", claudeUsage(100, 40),
+        Json::array({textBlock("abc"), Json{{"type", "thinking"}, {"thinking", "de"}, {"text", "other"}},
+                     Json{{"type", "text"}, {"thinking", "ghi"}}, Json{{"type", "thinking"}}})));
+    std::vector<std::int64_t> sizes;
+    for (const auto& entry : state.curAsst)
+        sizes.push_back(entry.bytes);
+    EXPECT_EQ(sizes, (std::vector<std::int64_t>{3, 2, 8, 8})) << "what is missing measures 8";
+}
+
 TEST(ClaudeAttribution, theAssistantsTextCountsNoCall) {
     const State state = parsed(
         ClaudeLog().assistant("r1", claudeUsage(100, 40),
@@ -99,6 +124,18 @@ TEST(ClaudeAttribution, whatIsReadBetweenTwoRequestsBelongsToTheSecond) {
     EXPECT_EQ(stat(state, "tool:Grep"), (ToolStat{1, 50, 0}));
 }
 
+TEST(ClaudeAttribution, anAdditionBelongsToOneRequestAlone) {
+    const State state = parsed(ClaudeLog()
+                                   .user("abc")
+                                   .assistant("r1", claudeUsage(100, 0))
+                                   .assistant("r2", claudeUsage(200, 0))
+                                   .assistant("r3", claudeUsage(400, 0)));
+    EXPECT_EQ(session(state).requests[0].dominant, "user messages");
+    EXPECT_EQ(session(state).requests[1].dominant, std::nullopt);
+    EXPECT_EQ(session(state).requests[2].dominant, std::nullopt);
+    EXPECT_EQ(stat(state, "user messages"), (ToolStat{0, 100, 0}));
+}
+
 TEST(ClaudeAttribution, theLargestAdditionDominatesAndTheFirstOfEqualOnes) {
     const State state = parsed(ClaudeLog()
                                    .user(text(5))
@@ -121,11 +158,14 @@ TEST(ClaudeAttribution, aLaterCallOfTheSameIdRelabelsIt) {
 }
 
 TEST(ClaudeAttribution, aCallWithoutANameOrAnIdStillCounts) {
-    const State state = parsed(ClaudeLog().assistant(
-        "r1", claudeUsage(100, 10),
-        Json::array({Json{{"type", "tool_use"}, {"id", 4}}, Json{{"type", "tool_use"}, {"name", "X"}}})));
-    EXPECT_EQ(stat(state, "tool:?"), (ToolStat{1, 50, 5})) << "a missing input measures 8";
-    EXPECT_EQ(stat(state, "tool:X"), (ToolStat{1, 50, 5}));
+    // {"a":"..."} of 24 characters
+    const Json input = {{"a", text(16)}};
+    const State state = parsed(
+        ClaudeLog().assistant("r1", claudeUsage(100, 20),
+                              Json::array({Json{{"type", "tool_use"}, {"id", 4}},
+                                           Json{{"type", "tool_use"}, {"name", "X"}, {"input", input}}})));
+    EXPECT_EQ(stat(state, "tool:?"), (ToolStat{1, 25, 5})) << "a missing input measures 8";
+    EXPECT_EQ(stat(state, "tool:X"), (ToolStat{1, 75, 15}));
 }
 
 TEST(ClaudeAttribution, anMcpToolIsNamedByItsServer) {
@@ -184,19 +224,64 @@ TEST(ClaudeAttribution, everyChainHasItsOwnEyeOnTheCache) {
     EXPECT_EQ(chains, (std::vector<std::string>{"main", "side:a", "side:b"}));
 }
 
+TEST(ClaudeAttribution, aSideChainWhoseAgentHasNoNameIsOneChain) {
+    const Json numbered = {{"isSidechain", true}, {"agentId", 7}}, nameless = {{"isSidechain", true}};
+    const State state = parsed(ClaudeLog()
+                                   .assistant("a1", claudeUsage(0, 1, 9'000), Json::array(), numbered)
+                                   .assistant("a2", claudeUsage(9'000, 1), Json::array(), nameless));
+    ASSERT_EQ(state.trackers.size(), 1U);
+    EXPECT_EQ(state.trackers.begin()->first, "side:");
+    EXPECT_EQ(state.insights.cacheBreaks, 1);
+}
+
+/// Why the cache was lost, where a request without any cached input follows `log`.
+Reasons reasonsAfter(ClaudeLog log, const Json& more = Json::object()) {
+    return parsed(log.assistant("last", claudeUsage(8'000, 1), Json::array(), more)).insights.breakReasons;
+}
+
+TEST(ClaudeAttribution, theEyeOnTheCacheSeesTheTimeOfARequest) {
+    ClaudeLog log;
+    log.assistant("m1", claudeUsage(0, 1, 9'000), Json::array(), {{"timestamp", "2026-03-01T10:00:00Z"}});
+    EXPECT_EQ(reasonsAfter(log, {{"timestamp", "2026-03-01T10:05:00Z"}}), (Reasons{{"idle", 1}}));
+    EXPECT_EQ(reasonsAfter(log, {{"timestamp", "2026-03-01T10:04:59Z"}}), (Reasons{{"context changed", 1}}));
+    EXPECT_EQ(reasonsAfter(log, {{"timestamp", "later"}}), (Reasons{{"context changed", 1}}));
+}
+
+TEST(ClaudeAttribution, theEyeOnTheCacheSeesTheModelOfARequestUnlessItIsSynthetic) {
+    ClaudeLog log;
+    log.model("one").assistant("m1", claudeUsage(0, 1, 9'000));
+    EXPECT_EQ(reasonsAfter(ClaudeLog(log).model("two")), (Reasons{{"model switch", 1}}));
+    EXPECT_EQ(reasonsAfter(ClaudeLog(log).model("<synthetic>")), (Reasons{{"context changed", 1}}));
+    log.model("<synthetic>").assistant("m2", claudeUsage(0, 1, 9'000));
+    EXPECT_EQ(reasonsAfter(ClaudeLog(log).model("one")), (Reasons{{"context changed", 1}}));
+    EXPECT_EQ(reasonsAfter(ClaudeLog(log).model("two")), (Reasons{{"model switch", 1}}));
+}
+
+TEST(ClaudeAttribution, onlyASystemRecordOfItsSubtypeIsACompaction) {
+    ClaudeLog log;
+    log.assistant("m1", claudeUsage(0, 1, 9'000));
+    const Json subtype = {{"subtype", "compact_boundary"}};
+    EXPECT_EQ(reasonsAfter(ClaudeLog(log).record("system", subtype)), (Reasons{{"compaction", 1}}));
+    for (const Json& other : {Json{{"subtype", "other"}}, Json{{"subtype", 5}}, Json::object()})
+        EXPECT_EQ(reasonsAfter(ClaudeLog(log).record("system", other)), (Reasons{{"context changed", 1}}));
+    for (const char* type : {"user", "assistant", "attachment", "summary"})
+        EXPECT_EQ(reasonsAfter(ClaudeLog(log).record(type, subtype)), (Reasons{{"context changed", 1}}))
+            << type;
+}
+
 TEST(ClaudeAttribution, aCompactionBelongsToItsChain) {
     const Json side = {{"isSidechain", true}};
     const State main = parsed(ClaudeLog()
                                   .assistant("m1", claudeUsage(0, 1, 9'000))
                                   .compaction()
                                   .assistant("m2", claudeUsage(8'000, 1)));
-    EXPECT_EQ(main.insights.breakReasons, (std::map<std::string, std::int64_t>{{"compaction", 1}}));
+    EXPECT_EQ(main.insights.breakReasons, (Reasons{{"compaction", 1}}));
     EXPECT_EQ(main.insights.cacheBreaks, 0);
     const State other = parsed(ClaudeLog()
                                    .assistant("m1", claudeUsage(0, 1, 9'000))
                                    .compaction(side)
                                    .assistant("m2", claudeUsage(8'000, 1)));
-    EXPECT_EQ(other.insights.breakReasons, (std::map<std::string, std::int64_t>{{"context changed", 1}}));
+    EXPECT_EQ(other.insights.breakReasons, (Reasons{{"context changed", 1}}));
     EXPECT_TRUE(other.trackers.at("side:").pendingCompaction);
 }
 

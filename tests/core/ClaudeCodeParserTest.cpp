@@ -89,6 +89,11 @@ TEST(ClaudeCodeParser, aSessionIdIsTakenUntilTheMetaDataIsComplete) {
     EXPECT_EQ(parsed(ClaudeLog().user("a").user("b", {{"sessionId", "late"}})).sessionId, std::nullopt);
     EXPECT_EQ(parsed(ClaudeLog().user("a", {{"sessionId", 5}, {"session_id", "other"}})).sessionId, "other");
     EXPECT_EQ(parsed(ClaudeLog().user("a", {{"sessionId", "one"}, {"session_id", "two"}})).sessionId, "one");
+    EXPECT_EQ(
+        parsed(ClaudeLog().user("a", {{"cwd", 1}, {"sessionId", "one"}}).user("b", {{"sessionId", "two"}}))
+            .sessionId,
+        "one")
+        << "the first one stands";
 }
 
 TEST(ClaudeCodeParser, theStartIsTheFirstTimestampAndTheEndTheLargest) {
@@ -99,6 +104,35 @@ TEST(ClaudeCodeParser, theStartIsTheFirstTimestampAndTheEndTheLargest) {
                                    .record("summary", {{"timestamp", "2026-03-01T11:00:00Z"}}));
     EXPECT_EQ(state.started, 1772366400.0);
     EXPECT_EQ(state.lastTs, 1772370000.0);
+}
+
+TEST(ClaudeCodeParser, aRequestHasTheTimeOfItsLineOrNone) {
+    const Json timeless = {{"timestamp", "never"}};
+    const State state = parsed(ClaudeLog()
+                                   .assistant("r1", claudeUsage(1, 1), Json::array(), timeless)
+                                   .assistant("r2", claudeUsage(1, 1))
+                                   .assistant("r3", claudeUsage(1, 1), Json::array(), timeless)
+                                   .assistant("r4", claudeUsage(1, 1), Json::array(), {{"timestamp", 5}})
+                                   .assistant("r5", claudeUsage(1, 1)));
+    std::vector<std::optional<Instant>> times;
+    for (const auto& request : state.requests.span())
+        times.push_back(request.ts());
+    EXPECT_EQ(times, (std::vector<std::optional<Instant>>{{}, claudeTime(2), {}, {}, claudeTime(5)}));
+    EXPECT_EQ(state.started, claudeTime(2));
+    EXPECT_EQ(state.lastTs, claudeTime(5));
+}
+
+TEST(ClaudeCodeParser, aRecordWhoseTypeIsNoStringStillTellsOfItsSession) {
+    const State state = parsed(ClaudeLog().raw(
+        R"({"type":5,"cwd":"/a/b","sessionId":"s","timestamp":"2026-03-01T12:00:00Z","isSidechain":true,)"
+        R"("content":"no user's","message":{"content":"nor this"}})"));
+    EXPECT_EQ(state.lastTs, 1772366400.0);
+    EXPECT_EQ(state.cwd, "/a/b");
+    EXPECT_EQ(state.sessionId, "s");
+    EXPECT_EQ(state.sidechainRecords, 1);
+    EXPECT_FALSE(state.sawMainChain);
+    EXPECT_EQ(state.firstUserMessage, std::nullopt);
+    EXPECT_TRUE(state.nextAdds.empty());
 }
 
 TEST(ClaudeCodeParser, onlyABooleanTrueIsASideChain) {
@@ -167,6 +201,16 @@ TEST(ClaudeCodeParser, aRequestNeedsUsageAndAnId) {
     EXPECT_EQ(state.assistantWithoutUsage, 4);
     EXPECT_EQ(state.requests.size(), 1U);
     EXPECT_EQ(stat(state, "tool:result"), (ToolStat{0, 100, 0})) << "the call was never seen";
+}
+
+TEST(ClaudeCodeParser, aSyntheticReplyIsNeverMissed) {
+    const Json withUsage = {{"model", "<synthetic>"}, {"usage", claudeUsage(5, 5)}};
+    const State state = parsed(ClaudeLog()
+                                   .record("assistant", {{"message", withUsage}})
+                                   .record("assistant", {{"requestId", 4}, {"message", withUsage}})
+                                   .record("assistant", {{"message", {{"model", "<synthetic>"}}}}));
+    EXPECT_EQ(state.assistantWithoutUsage, 0);
+    EXPECT_TRUE(state.requests.empty());
 }
 
 TEST(ClaudeCodeParser, aSyntheticModelIsNone) {
@@ -295,28 +339,6 @@ TEST(ClaudeCodeParser, aPublishedResultStaysWhileTheStateGoesOn) {
     EXPECT_EQ(first, again);
     EXPECT_EQ(session(state).requests.size(), 2U);
     EXPECT_TRUE(session(state).requests.sharesStorageWith(session(state).requests));
-}
-
-TEST(ClaudeCodeParser, everySplitOfTheBytesGivesTheSameState) {
-    ClaudeLog log;
-    log.user("Fix it \U0001F600")
-        .assistant("r1", claudeUsage(9'000, 5),
-                   Json::array({toolUse("t", "Bash", {{"command", "git push"}})}));
-    log.text.insert(log.text.size() - 1, "\r");
-    log.user(Json::array({toolResult("t", "done")})).compaction().assistant("r2", claudeUsage(9'000, 5, 10));
-    const SessionResult whole = session(parsed(log));
-    for (const std::size_t size : {1U, 2U, 3U, 7U, 64U, 1000U}) {
-        State state;
-        test::feed(state, log.text, size);
-        EXPECT_EQ(session(state), whole) << size;
-    }
-    for (std::size_t cut = 0; cut <= log.text.size(); cut += 13) {
-        State state;
-        test::feed(state, log.text.substr(0, cut));
-        session(state);
-        test::feed(state, log.text.substr(cut));
-        EXPECT_EQ(session(state), whole) << cut;
-    }
 }
 
 TEST(ClaudeCodeParser, aFileIsReadFromWhereTheStateStands) {

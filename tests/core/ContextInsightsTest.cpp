@@ -67,7 +67,7 @@ std::optional<Insight> subagents(const std::vector<SessionResult>& sessions, std
     const SessionList list = listOf(sessions);
     SessionCounts tokens;
     for (const SessionPointer& session : list)
-        tokens[session->path] = tokensEach;
+        tokens.set(session->path, tokensEach);
     return InsightRules::subagentShare(list, tokens, total);
 }
 

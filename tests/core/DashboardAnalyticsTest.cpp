@@ -243,7 +243,7 @@ Snapshot mixedSnapshot() {
 }
 
 std::int64_t tokensOf(const DashboardDerived& derived, const char* path) {
-    return derived.rowTokens.at(path);
+    return derived.rowTokens.find(path).value();
 }
 
 TEST(DashboardAnalytics, countByEachToolsOwnCurrentCycle) {

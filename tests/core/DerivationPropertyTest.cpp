@@ -153,8 +153,8 @@ public:
             result.totalReqs += sums.reqs;
             result.totalInput += sums.input;
             result.totalCached += sums.cached;
-            result.rowTokens[session->path] = sums.tokens;
-            result.rowReqs[session->path] = sums.reqs;
+            result.rowTokens.set(session->path, sums.tokens);
+            result.rowReqs.set(session->path, sums.reqs);
             stack(*session, kinds, models);
         }
         std::stable_sort(kept.begin(), kept.end(),
@@ -349,8 +349,8 @@ ProjectDerived plainProject(const Snapshot& snap, const ProjectAnalytics::Select
         if (selection.allTime) reqs = static_cast<std::int64_t>(session->requests.size());
         if (!selection.allTime && reqs == 0) continue;
         result.rows.push_back(session);
-        result.rowTokens[session->path] = tokens;
-        result.rowReqs[session->path] = reqs;
+        result.rowTokens.set(session->path, tokens);
+        result.rowReqs.set(session->path, reqs);
         result.totalTokens += tokens;
         result.totalReqs += reqs;
         const std::string label(selection.breakdown == Breakdown::model ? session->model.value_or("unknown")
@@ -370,7 +370,7 @@ ProjectDerived plainProject(const Snapshot& snap, const ProjectAnalytics::Select
     std::stable_sort(result.rows.begin(), result.rows.end(),
                      [&](const SessionPointer& a, const SessionPointer& b) {
                          if (selection.recent) return a->lastTs.value_or(-1e15) > b->lastTs.value_or(-1e15);
-                         return result.rowTokens[a->path] > result.rowTokens[b->path];
+                         return *result.rowTokens.find(a->path) > *result.rowTokens.find(b->path);
                      });
     for (const auto& [key, stack] : stacks)
         result.stacks.push_back(stack);

@@ -16,6 +16,8 @@ using test::Json;
 using test::TempFolder;
 using test::usage;
 
+using FileCounts = std::map<ToolKind, std::int64_t>;
+
 constexpr Instant now = 1772400000;  // 2026-03-01 21:20 UTC
 
 std::string claudeLog(std::int64_t input = 1'000) {
@@ -94,6 +96,26 @@ TEST_F(EngineClaudeTest, anUnfinishedLineCountsOnceTheFileIsFinished) {
     EXPECT_EQ(fresh.rescan(finished()).sessions.size(), 1U);
 }
 
+TEST_F(EngineClaudeTest, whatFollowsAFinishedLineIsALineOfItsOwn) {
+    std::string text = claudeLog(1'000);
+    text.pop_back();
+    home.write("claude/a.jsonl", text);
+    EXPECT_EQ(engine.rescan(finished()).aggregates.totals.inputTokens, 1'000);
+    const std::string more = ClaudeLog().assistant("r2", claudeUsage(70, 1)).text;
+    home.append("claude/a.jsonl", "\n" + more);
+    const Snapshot whole = engine.rescan();
+    EXPECT_EQ(whole.aggregates.totals.inputTokens, 1'070);
+    EXPECT_EQ(whole.malformedLines, 0);
+    const std::string cut = ClaudeLog().assistant("r3", claudeUsage(5, 1)).text;
+    const std::size_t middle = cut.find("\"input_tokens\"");
+    home.append("claude/a.jsonl", cut.substr(0, middle));
+    EXPECT_EQ(engine.rescan(finished()).malformedLines, 1);
+    home.append("claude/a.jsonl", cut.substr(middle));
+    const Snapshot torn = engine.rescan();
+    EXPECT_EQ(torn.malformedLines, 2) << "each half has a marker";
+    EXPECT_EQ(torn.aggregates.totals.inputTokens, 1'070) << "the request is lost";
+}
+
 TEST_F(EngineClaudeTest, theFullResultHasTheUnfinishedLastLine) {
     std::string text = claudeLog() + ClaudeLog().assistant("r2", claudeUsage(500, 1)).text;
     text.pop_back();
@@ -125,6 +147,18 @@ TEST_F(EngineClaudeTest, warnsOfRecentRepliesWithoutTokenCounts) {
     EXPECT_TRUE(later.rescan().formatWarnings.empty());
 }
 
+TEST_F(EngineClaudeTest, weighsRepliesWithoutTokenCountsAgainstTheRequests) {
+    ClaudeLog log;
+    for (const char* id : {"r1", "r2", "r3"})
+        log.assistant(id, claudeUsage(1, 1));
+    for (int i = 0; i < 6; ++i)
+        log.record("assistant", {{"message", {{"model", "claude-opus-4-1"}}}});
+    home.write("claude/a.jsonl", log.text);
+    EXPECT_TRUE(engine.rescan().formatWarnings.empty());
+    home.append("claude/a.jsonl", ClaudeLog().record("assistant").text);
+    EXPECT_EQ(engine.rescan().formatWarnings.size(), 1U);
+}
+
 TEST_F(EngineClaudeTest, theAttributionCutOffIsCodexsAlone) {
     home.write("claude/a.jsonl", claudeLog());
     ScanOptions options;
@@ -144,6 +178,44 @@ TEST_F(EngineClaudeTest, aFileInRootsOfBothKindsIsReadByBoth) {
     }
     EXPECT_EQ(both.fullResult(path)->tool, ToolKind::codex);
     EXPECT_EQ(both.currentSnapshot().filesPerTool.at(ToolKind::claudeCode), 1) << "the deeper root counts it";
+}
+
+TEST_F(EngineClaudeTest, theFullResultIsCodexsWhereBothAgentsReadTheFileUsableOrNot) {
+    const std::string path = home.write("x/y/a.jsonl", claudeLog());
+    Engine both({{home / "x", ToolKind::codex}, {home / "x/y", ToolKind::claudeCode}}, fixedClock(now), 1);
+    const Snapshot snapshot = both.rescan();
+    ASSERT_EQ(snapshot.sessions.size(), 1U);
+    EXPECT_EQ(snapshot.sessions[0]->tool, ToolKind::claudeCode);
+    const auto full = both.fullResult(path);
+    ASSERT_TRUE(full.has_value());
+    EXPECT_EQ(full->tool, ToolKind::codex);
+    EXPECT_EQ(full->project, "?");
+    EXPECT_TRUE(full->requests.empty());
+}
+
+TEST_F(EngineClaudeTest, aFileInOneRootOfBothKindsCountsForBothWhenItIsReadAndThenForTheFirst) {
+    home.write("x/a.jsonl", claudeLog());
+    const ToolRoot codex{home / "x", ToolKind::codex}, claude{home / "x", ToolKind::claudeCode};
+    for (const auto& roots : {std::vector{codex, claude}, std::vector{claude, codex}}) {
+        Engine both(roots, fixedClock(now), 1);
+        EXPECT_EQ(both.rescan().filesPerTool, (FileCounts{{ToolKind::codex, 1}, {ToolKind::claudeCode, 1}}));
+        EXPECT_EQ(both.currentSnapshot().filesPerTool, (FileCounts{{roots[0].kind, 1}}));
+        const Snapshot later = both.rescan();
+        EXPECT_EQ(later.filesPerTool, (FileCounts{{roots[0].kind, 1}}));
+        EXPECT_EQ(later.sessions.size(), 1U);
+    }
+}
+
+TEST_F(EngineClaudeTest, aVanishedFileIsCountedOnceMoreForItsAgent) {
+    home.write("codex/c.jsonl", codexLog());
+    const std::string path = home.write("claude/a.jsonl", claudeLog());
+    engine.rescan();
+    std::filesystem::remove(path);
+    const Snapshot snapshot = engine.rescan();
+    EXPECT_EQ(snapshot.sessions.size(), 1U);
+    EXPECT_EQ(snapshot.filesPerTool, (FileCounts{{ToolKind::codex, 1}, {ToolKind::claudeCode, 1}}));
+    EXPECT_EQ(engine.rescan().filesPerTool, (FileCounts{{ToolKind::codex, 1}}));
+    EXPECT_FALSE(engine.fullResult(path).has_value());
 }
 
 TEST_F(EngineClaudeTest, everyNumberOfWorkersGivesTheSameSnapshot) {

@@ -28,7 +28,7 @@ Ids idsOf(const std::vector<SessionResult>& sessions, std::int64_t tokensEach = 
     const SessionList list = listOf(sessions);
     SessionCounts tokens;
     for (const SessionPointer& session : list)
-        tokens[session->path] = tokensEach;
+        tokens.set(session->path, tokensEach);
     Ids ids;
     for (const Insight& insight : InsightRules::derive(list, tokens, PriceTable()))
         ids.push_back(insight.id);

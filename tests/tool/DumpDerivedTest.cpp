@@ -3,50 +3,20 @@
 
 #include <nlohmann/json.hpp>
 
-#include "CommandLine.h"
-#include "tool/LogFolder.h"
-#include "tool/TextOutput.h"
+#include "tool/UsageLogs.h"
 
 namespace ledgerfern {
 namespace {
 
 using Json = nlohmann::json;
-using testing::HasSubstr;
 
-/// Codex: web-app on 1 March 2026 with 3,150 tokens in two requests, in the cycle from 23 February; scripts
-/// with 10 tokens in the cycle before and 20 in this one. Claude Code: web-app with 8 tokens on 2 March.
-class DumpDerivedTest : public testing::Test {
+class DumpDerivedTest : public UsageLogs {
 protected:
-    DumpDerivedTest() {
-        RolloutLog web;
-        web.meta("2026-03-01T10:00:00Z", "/p/web-app").model("gpt-5").user("Fix the login page");
-        web.tokens("2026-03-01T10:01:00Z", {1000, 400, 50, 0, 1050},
-                   R"({"primary":{"used_percent":42,"window_minutes":10080,"resets_at":1772409600}})");
-        web.tokens("2026-03-01T10:02:00Z", {3000, 1400, 150, 0, 3150});
-        web_ = folder_.write("codex/web.jsonl", web.text());
-        RolloutLog scripts;
-        scripts.meta("2026-02-20T09:00:00Z", "/p/scripts").tokens("2026-02-20T09:00:00Z", {5, 0, 5, 0, 10});
-        scripts.tokens("2026-02-24T09:00:00Z", {20, 0, 10, 0, 30});
-        scripts_ = folder_.write("codex/scripts.jsonl", scripts.text());
-        claude_ = folder_.write(
-            "claude/p/c.jsonl",
-            R"({"type":"assistant","timestamp":"2026-03-02T09:00:00Z","cwd":"/p/web-app","requestId":"r","message":)"
-            R"({"id":"m","model":"claude-opus-4","usage":{"input_tokens":5,"output_tokens":3},"content":[]}})"
-            "\n");
-    }
-
-    /// With the present instant at 2 March 2026, 12:00 UTC.
     Json dump(std::vector<std::string> arguments = {}) const {
-        TextConsole text;
-        arguments.insert(arguments.begin(), {"dump", "--codex", folder_.path("codex"), "--claude",
-                                             folder_.path("claude"), "--now", "1772452800"});
-        EXPECT_EQ(runCommandLine(arguments, text.console), 0) << text.err.text();
-        return Json::parse(text.out.text());
+        arguments.insert(arguments.begin(), "dump");
+        return document(arguments);
     }
     Json derived(const std::vector<std::string>& arguments = {}) const { return dump(arguments)["derived"]; }
-
-    LogFolder folder_;
-    std::string web_, scripts_, claude_;
 };
 
 Json stack(const char* key, std::map<std::string, int> parts, int total) {
@@ -168,7 +138,7 @@ TEST_F(DumpDerivedTest, narrowsTheProjectByCycleWeekAndAgent) {
 
 TEST_F(DumpDerivedTest, countsEverythingByDayWhereNoCycleIsKnown) {
     TextConsole text;
-    EXPECT_EQ(runCommandLine({"dump", "--claude", folder_.path("claude"), "--scope", "cycle"}, text.console),
+    EXPECT_EQ(runCommandLine({"dump", "--claude", folder.path("claude"), "--scope", "cycle"}, text.console),
               0);
     const Json derived = Json::parse(text.out.text())["derived"];
     EXPECT_EQ(derived["total_tokens"], 8);

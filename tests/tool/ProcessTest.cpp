@@ -29,7 +29,9 @@ const std::string prices =
 
 /// Each command that scans.
 const std::vector<std::vector<std::string>> scans = {
-    {"report"}, {"limits"}, {"session", "a.jsonl"}, {"parity"}, {"dump"}};
+    {"report"},   {"sessions"}, {"projects"}, {"project", "web-app"}, {"daily"},         {"cycles"},
+    {"insights"}, {"limits"},   {"parity"},   {"session", "a.jsonl"}, {"export", "csv"}, {"export", "json"},
+    {"dump"}};
 
 /// A home folder with one log of 3,150 tokens in its usual place.
 class Process : public testing::Test {
@@ -137,7 +139,17 @@ TEST_F(Process, saysNothingOfTheUsualFolderThatIsNotThere) {
 
 TEST_F(Process, endsWithTwoAndOneLineOnBadUsage) {
     for (const auto& arguments : std::vector<std::vector<std::string>>{{"nonsense"},
-                                                                       {"--scope", "all"},
+                                                                       {"--scope", "week"},
+                                                                       {"--scope", "604800"},
+                                                                       {"daily", "--by", "month"},
+                                                                       {"sessions", "--limit", "0"},
+                                                                       {"sessions", "--sort", "age"},
+                                                                       {"projects", "--tool", "gemini"},
+                                                                       {"project"},
+                                                                       {"export"},
+                                                                       {"export", "xml"},
+                                                                       {"export", "csv", "-o", ""},
+                                                                       {"parity", "--scope", "all"},
                                                                        {"report", "x"},
                                                                        {"--now"},
                                                                        {"--now", "x"},
@@ -193,6 +205,8 @@ TEST_F(Process, coloursOnATerminalUnlessItIsAskedNotTo) {
     run.environment["NO_COLOR"] = "1";
     EXPECT_THAT(runTool(run).out, Not(HasSubstr("\x1b")));
     run.environment["NO_COLOR"] = "";
+    EXPECT_THAT(runTool(run).out, Not(HasSubstr("\x1b")));
+    run.environment.erase("NO_COLOR");
     EXPECT_THAT(runTool(run).out, HasSubstr("\x1b"));
     run.arguments = {"--color", "never"};
     EXPECT_THAT(runTool(run).out, Not(HasSubstr("\x1b")));

@@ -7,7 +7,6 @@
 #include "Foundation/UnicodeText.h"
 #include "ReportText.h"
 #include "Scan.h"
-#include "UsageSummary.h"
 #include "tool/LogFolder.h"
 #include "tool/TextOutput.h"
 
@@ -42,7 +41,7 @@ void writeTwoProjects(const LogFolder& folder) {
     folder.write("sessions/b.jsonl", yesterday.text());
 }
 
-TEST(Report, tellsLimitsTodayTotalsProjectsModelsAndDays) {
+TEST(Report, tellsLimitsTodayAndTheCycleInEveryWay) {
     const LogFolder folder;
     writeTwoProjects(folder);
     // 600,000 × 1.25 + 390,000 × 0.125 + 10,000 × 10 = 898,750 millionths
@@ -56,10 +55,10 @@ TEST(Report, tellsLimitsTodayTotalsProjectsModelsAndDays) {
         "Today\n"
         "  1.0M tokens · 1 request · 90¢ at list prices\n"
         "\n"
-        "All time\n"
-        "  1.0M tokens · 2 requests · 90¢ at list prices\n"
+        "Cycle of Feb 23 · 2026-02-23 to 2026-03-01\n"
+        "  1.0M tokens · 2 requests · ≥90¢ at list prices\n"
         "  990.4K input (39% from the cache) · 10.1K output · 0 reasoning\n"
-        "  2 sessions in 2 log files · 1 without a known price\n"
+        "  2 sessions · 1 without a known price\n"
         "\n"
         "Projects                 tokens  requests  sessions  cost\n"
         "  web-app  ████████████    1.0M         1         1   90¢\n"
@@ -71,7 +70,12 @@ TEST(Report, tellsLimitsTodayTotalsProjectsModelsAndDays) {
         "\n"
         "Days                        tokens  requests  sessions  cost\n"
         "  2026-03-01  ████████████    1.0M         1         1   90¢\n"
-        "  2026-02-28  ▏                500         1         1     —\n");
+        "  2026-02-28  ▏                500         1         1     —\n"
+        "\n"
+        "Insights\n"
+        "  Nothing to fix: no cache rebuild streaks, heavy startup overhead, or dominant context consumers "
+        "in\n"
+        "  this scope.\n");
 }
 
 TEST(Report, coloursHeadingsAndNearLimitsOnATerminal) {
@@ -141,7 +145,7 @@ TEST(Report, countsAFolderOnceHoweverItIsGiven) {
     writeTwoProjects(folder);
     const std::string root = folder.path("sessions");
     const std::string once = report(folder);
-    EXPECT_THAT(once, HasSubstr("  2 sessions in 2 log files "));
+    EXPECT_THAT(once, HasSubstr("  2 sessions "));
     for (const std::string& other :
          {root, root + "/", root + "/./", root + "/a/..", folder.path() + "//sessions"})
         EXPECT_EQ(report(folder, std::nullopt, {"--codex", other}), once) << other;
@@ -197,39 +201,6 @@ TEST(Report, neverLetsALogSpeakToTheTerminal) {
     EXPECT_THAT(text, HasSubstr("\uFFFD[2Jevil\uFFFD"));
 }
 
-TEST(UsageSummary, countsARequestAtItsOwnModelAndLocalDay) {
-    const LogFolder folder;
-    RolloutLog log;
-    log.meta("2026-02-28T23:59:00Z", "/p/a")
-        .model("gpt-5")
-        .tokens("2026-02-28T23:59:59Z", {1000, 0, 0, 0, 1000});
-    log.model("gpt-5-mini")
-        .tokens("2026-03-01T00:00:00Z", {3000, 0, 0, 0, 3000})
-        .tokens("", {3500, 0, 0, 0, 3500});
-    folder.write("sessions/a.jsonl", log.text());
-    Engine engine({{folder.path("sessions"), ToolKind::codex}}, fixedClock(1772323200));
-    const UsageSummary usage = summarise(engine.rescan(), builtInPrices(), 1772323200);
-
-    // The session's model is the last one, gpt-5-mini at 0.25 a million; the first request was served by
-    // gpt-5 at 1.25.
-    const UsageRow whole{"a", 3500, 3, 1, 0.000875};
-    EXPECT_EQ(usage.projects, std::vector<UsageRow>{whole});
-    ASSERT_EQ(usage.models.size(), 2u);
-    EXPECT_EQ(usage.models[0].name, "gpt-5-mini");
-    EXPECT_EQ(usage.models[0].tokens, 2500);
-    EXPECT_DOUBLE_EQ(*usage.models[0].cost, 0.000625);
-    EXPECT_EQ(usage.models[1].tokens, 1000);
-    EXPECT_DOUBLE_EQ(*usage.models[1].cost, 0.00125);
-    ASSERT_EQ(usage.days.size(), 2u);
-    EXPECT_EQ(usage.days[0].name, "2026-03-01");
-    EXPECT_EQ(usage.days[0].tokens, 2000);
-    EXPECT_DOUBLE_EQ(*usage.days[0].cost, 0.0005);
-    EXPECT_EQ(usage.days[1].tokens, 1000);
-    EXPECT_DOUBLE_EQ(*usage.days[1].cost, 0.00025);
-    EXPECT_EQ(usage.today, usage.days[0]);
-    EXPECT_EQ(usage.all.tokens, 3500);
-}
-
 /// A million tokens of input at gpt-5, and another, of which the last is its session's model.
 void writeTwoModels(const LogFolder& folder, const std::string& last) {
     RolloutLog log;
@@ -268,12 +239,18 @@ SessionPointer sessionOf(ToolKind tool, std::int64_t tokens) {
     return std::make_shared<const SessionResult>(session);
 }
 
-TEST(Report, showsAgentsWhereThereAreSeveral) {
+/// The report on made-up sessions.
+std::string reportOf(const SessionList& sessions) {
     Scan scan;
-    scan.snapshot.sessions = {sessionOf(ToolKind::codex, 1000), sessionOf(ToolKind::codex, 3000)};
-    EXPECT_THAT(reportText(scan, builtInPrices(), 80, Palette(false)), Not(HasSubstr("Agents")));
-    scan.snapshot.sessions.push_back(sessionOf(ToolKind::claudeCode, 8000));
-    EXPECT_THAT(reportText(scan, builtInPrices(), 80, Palette(false)),
+    scan.snapshot.sessions = sessions;
+    return reportText(ScopedScan(std::move(scan), {}, builtInPrices()), 80, Palette(false));
+}
+
+TEST(Report, showsAgentsWhereThereAreSeveral) {
+    SessionList sessions = {sessionOf(ToolKind::codex, 1000), sessionOf(ToolKind::codex, 3000)};
+    EXPECT_THAT(reportOf(sessions), Not(HasSubstr("Agents")));
+    sessions.push_back(sessionOf(ToolKind::claudeCode, 8000));
+    EXPECT_THAT(reportOf(sessions),
                 HasSubstr("\n"
                           "Agents                       tokens  requests  sessions     cost\n"
                           "  Claude Code  ████████████    8.0K         0         1       4¢\n"
@@ -281,29 +258,10 @@ TEST(Report, showsAgentsWhereThereAreSeveral) {
 }
 
 TEST(Report, leavesOutTablesWithoutRows) {
-    Scan scan;
-    scan.snapshot.sessions = {sessionOf(ToolKind::codex, 1000)};  // of no request that is finished
-    const std::string text = reportText(scan, builtInPrices(), 80, Palette(false));
+    const std::string text = reportOf({sessionOf(ToolKind::codex, 1000)});  // of no request that is finished
     EXPECT_THAT(text, HasSubstr("\nProjects "));
     EXPECT_THAT(text, Not(HasSubstr("\nModels")));
     EXPECT_THAT(text, Not(HasSubstr("\nDays")));
-}
-
-TEST(UsageSummary, putsEqualRowsInOrderOfTheirNames) {
-    const LogFolder folder;
-    for (const char* name : {"b", "a", "c"}) {
-        RolloutLog log;
-        log.meta("2026-03-01T10:00:00Z", std::string("/p/") + name)
-            .tokens("2026-03-01T10:00:00Z", {1, 0, 1, 0, 2});
-        folder.write(std::string("sessions/") + name + ".jsonl", log.text());
-    }
-    Engine engine({{folder.path("sessions"), ToolKind::codex}}, fixedClock(0));
-    const UsageSummary usage = summarise(engine.rescan(), builtInPrices(), 0);
-    ASSERT_EQ(usage.projects.size(), 3u);
-    EXPECT_EQ(usage.projects[0].name, "a");
-    EXPECT_EQ(usage.projects[2].name, "c");
-    EXPECT_EQ(usage.today.requests, 0);
-    EXPECT_EQ(usage.unpricedSessions, 3);
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/ioctl.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <termios.h>
 #include <unistd.h>
@@ -79,6 +80,10 @@ void closeIfOpen(int descriptor) {
     for (std::string& word : words)
         arguments.push_back(word.data());
     arguments.push_back(nullptr);
+    if (run.mostFileBytes) {
+        const rlimit limit{*run.mostFileBytes, *run.mostFileBytes};
+        if (::setrlimit(RLIMIT_FSIZE, &limit) != 0) ::_exit(127);
+    }
     ::dup2(::open("/dev/null", O_RDONLY), STDIN_FILENO);
     ::dup2(out, STDOUT_FILENO);
     ::dup2(err, STDERR_FILENO);

@@ -19,6 +19,7 @@ struct ToolRun {
     bool errIsTerminal = false;
     std::string outFile;  ///< Standard output goes there.
     bool outIsClosedPipe = false;
+    std::optional<std::size_t> mostFileBytes;  ///< No file may grow larger.
 };
 
 struct ToolOutcome {
