@@ -8,6 +8,7 @@
 #include "Analytics/SessionNaming.h"
 #include "Foundation/JsonWriter.h"
 #include "Foundation/UnicodeText.h"
+#include "UsageRecords/TSDate.h"
 
 namespace ledgerfern {
 
@@ -25,7 +26,7 @@ std::string quoted(std::string_view text) {
 }
 
 std::string quotedTime(const std::optional<Instant>& instant) {
-    return quoted(instant ? fmtLocalTime(*instant) : "");
+    return quoted(instant && TSDate::isWithinCalendar(*instant) ? fmtLocalTime(*instant) : "");
 }
 
 std::string csvLine(const SessionResult& session, std::int64_t requests, const std::string& name) {

@@ -17,6 +17,9 @@ inline constexpr const char* defaultFileName = "ledgerfern-sessions.csv";
 
 /// One line a session, the latest first, below a line of headings. The numbers are whole sessions', except
 /// the requests, which are those of `rowReqs`, or all where it lacks the session. `rowTokens` isn't used.
+///
+/// The times are local, as `fmtLocalTime` writes them, in the zone that `TSDate` keeps for the life of the
+/// process; one that is absent, or outside the years 1 to 9999, is empty.
 std::string sessionsCSV(const SessionList& rows, const SessionCounts& rowTokens, const SessionCounts& rowReqs,
                         const std::map<std::string, std::string>& ids,
                         const std::map<std::string, std::string>& names);

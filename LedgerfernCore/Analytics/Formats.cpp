@@ -32,7 +32,7 @@ std::string fmtPercent(double percent) {
 }
 
 std::string fmtLocalTime(Instant instant) {
-    if (!(instant >= -62'135'510'400.0 && instant < 253'402'214'400.0)) return noValue;
+    if (!TSDate::isWithinCalendar(instant)) return noValue;
     const auto seconds = static_cast<std::int64_t>(std::floor(instant)) + TSDate::localOffset(instant);
     const std::int64_t minuteOfDay = (seconds % 86400 + 86400) % 86400 / 60;
     return TSDate::localDayKey(instant) + " " + twoDigits(minuteOfDay / 60) + ":" +

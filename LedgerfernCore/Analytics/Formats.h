@@ -15,8 +15,8 @@ std::string fmtTokens(std::int64_t n);
 /// fits 64 bits.
 std::string fmtPercent(double percent);
 
-/// "2026-03-01 10:20" in the local time zone, seconds dropped. "—" outside the years 1 to 9999, and on their
-/// first and last day, whose local time may lie outside.
+/// "2026-03-01 10:20" in the local time zone, seconds dropped. "—" outside the years 1 to 9999 of UTC; within
+/// them local time may be of the year 0 or 10000, and is written all the same.
 std::string fmtLocalTime(Instant instant);
 
 }  // namespace ledgerfern

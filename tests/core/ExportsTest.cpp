@@ -51,6 +51,35 @@ TEST(CSVExportDeathTest, hasALineForASession) {
     });
 }
 
+/// The two times at the end of a session's line.
+std::string timesOf(Instant started, Instant lastTs) {
+    SessionResult result = sample();
+    result.started = started;
+    result.lastTs = lastTs;
+    const std::string text = csv({result}), before = "\"Hello\",";
+    return text.substr(text.rfind(before) + before.size());
+}
+
+constexpr Instant firstInstant = -62'135'596'800, lastInstant = 253'402'300'799.5;
+
+TEST(CSVExportDeathTest, hasTheFirstAndTheLastTimeOfTheCalendar) {
+    expectInZone("UTC0", [] {
+        EXPECT_EQ(timesOf(firstInstant, lastInstant), "\"0001-01-01 00:00\",\"9999-12-31 23:59\"\n");
+    });
+    // Where local time leaves the calendar, it is written all the same.
+    expectInZone("<+0545>-5:45", [] {
+        EXPECT_EQ(timesOf(firstInstant, lastInstant), "\"0001-01-01 05:45\",\"10000-01-01 05:44\"\n");
+    });
+    expectInZone("<-05>5", [] {
+        EXPECT_EQ(timesOf(firstInstant, lastInstant), "\"0000-12-31 19:00\",\"9999-12-31 18:59\"\n");
+    });
+}
+
+TEST(CSVExport, leavesEmptyATimeOutsideTheCalendar) {
+    EXPECT_EQ(timesOf(firstInstant - 1, lastInstant + 0.5), "\"\",\"\"\n");
+    EXPECT_EQ(timesOf(-std::numeric_limits<double>::infinity(), 1e300), "\"\",\"\"\n");
+}
+
 TEST(CSVExport, leavesEmptyWhatIsAbsent) {
     SessionResult bare = inLog("/b", session({}, "?"));
     bare.tool = ToolKind::claudeCode;

@@ -54,12 +54,17 @@ TEST(FormatsDeathTest, timesAreLocalWithTheirSecondsDropped) {
     EXPECT_EXIT(exitWithTheLocalTime("<-0330>3:30", 1772330400, "2026-02-28 22:30"),
                 testing::ExitedWithCode(0), "");
     EXPECT_EXIT(exitWithTheLocalTime("UTC0", -0.5, "1969-12-31 23:59"), testing::ExitedWithCode(0), "");
+    EXPECT_EXIT(exitWithTheLocalTime("UTC0", -62135596800, "0001-01-01 00:00"), testing::ExitedWithCode(0),
+                "");
+    EXPECT_EXIT(exitWithTheLocalTime("UTC0", 253402300799, "9999-12-31 23:59"), testing::ExitedWithCode(0),
+                "");
 }
 
 TEST(Formats, anInstantOutsideTheCalendarHasNoText) {
     EXPECT_EQ(fmtLocalTime(1e300), "—");
     EXPECT_EQ(fmtLocalTime(-1e300), "—");
     EXPECT_EQ(fmtLocalTime(253402300800), "—");
+    EXPECT_EQ(fmtLocalTime(-62135596801), "—");
     EXPECT_EQ(fmtLocalTime(std::numeric_limits<double>::quiet_NaN()), "—");
 }
 

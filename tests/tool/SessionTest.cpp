@@ -134,17 +134,23 @@ TEST(Session, fitsNarrowTerminals) {
 
 TEST(Session, leavesOutATimeThatIsNotKnown) {
     const LogFolder folder;
-    const auto headerOf = [&](const std::string& started, const std::string& last) {
+    const auto headerOf = [&](const std::string& meta, const std::string& last) {
         RolloutLog log;
-        log.meta(started, "/p/a").tokens(last, {1, 0, 1, 0, 2});
+        log.line("", "session_meta", meta).tokens(last, {1, 0, 1, 0, 2});
         return session(folder, folder.write("a.jsonl", log.text())).out;
     };
-    // The local time of the calendar's first and last day may lie outside it.
-    const std::string first = "0001-01-01T10:00:00Z", last = "9999-12-31T10:00:00Z";
-    EXPECT_THAT(headerOf("", ""), HasSubstr("\n  at an unknown time\n"));
-    EXPECT_THAT(headerOf(first, last), HasSubstr("\n  at an unknown time\n"));
-    EXPECT_THAT(headerOf("2026-03-01T10:00:00Z", last), HasSubstr("\n  from 2026-03-01 10:00\n"));
-    EXPECT_THAT(headerOf(first, "2026-03-01T10:00:00Z"), HasSubstr("\n  until 2026-03-01 10:00\n"));
+    const std::string known = R"({"timestamp":"2026-03-01T10:00:00Z"})";
+    EXPECT_THAT(headerOf("{}", ""), HasSubstr("\n  at an unknown time\n"));
+    EXPECT_THAT(headerOf(known, ""), HasSubstr("\n  from 2026-03-01 10:00\n"));
+    EXPECT_THAT(headerOf("{}", "2026-03-01T10:00:00Z"), HasSubstr("\n  until 2026-03-01 10:00\n"));
+}
+
+TEST(Session, tellsTheFirstAndTheLastTimeOfTheCalendar) {
+    const LogFolder folder;
+    RolloutLog log;
+    log.meta("0001-01-01T00:00:00Z", "/p/a").tokens("9999-12-31T23:59:59Z", {1, 0, 1, 0, 2});
+    EXPECT_THAT(session(folder, folder.write("a.jsonl", log.text())).out,
+                HasSubstr("\n  0001-01-01 00:00 to 9999-12-31 23:59\n"));
 }
 
 TEST(Session, showsADashForANameThatCannotBeSeen) {
