@@ -22,7 +22,7 @@ std::string exported(const Scan& scan, const Options& options, const PriceTable&
     const auto &ids = scan.snapshot.sessionIDs, &names = scan.snapshot.threadNames;
     if (options.operand == "csv")
         return CSVExport::sessionsCSV(found.rows, found.rowTokens, found.rowReqs, ids, names);
-    return JSONExport::sessionsJSON(found.rows, selection.allTime, ids, names, scan.now) + "\n";
+    return JSONExport::sessionsJSON(found.rows, selection.allTime, ids, names, scan.now);
 }
 
 /// True for a device or a pipe, which takes what is written and can't be replaced.

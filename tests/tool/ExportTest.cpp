@@ -52,6 +52,20 @@ TEST_F(Export, writesADocument) {
     EXPECT_EQ(today["sessions"].size(), 1u);
 }
 
+TEST_F(Export, writesADocumentOfWholeSessionsWhateverTheScope) {
+    const nlohmann::json narrowed =
+        document({"export", "json", "--scope", "cycle", "--search", "scripts"})["sessions"];
+    ASSERT_EQ(narrowed.size(), 1u);
+    EXPECT_EQ(narrowed[0]["requests"], 2);
+    EXPECT_EQ(narrowed[0]["totals"]["total_tokens"], 30);
+}
+
+TEST_F(Export, writesADocumentAsTheApplicationDoes) {
+    // Without a line feed at the end.
+    EXPECT_EQ(text({"export", "json", "--search", "nothing"}),
+              "{\n  \"all_time\": true,\n  \"generated_at\": 1772452800,\n  \"sessions\": []\n}");
+}
+
 TEST_F(Export, writesIntoAFileWhatItWouldPrint) {
     const std::string file = folder.path("out file.csv");
     EXPECT_EQ(text({"export", "csv", "-o", file}), "");
