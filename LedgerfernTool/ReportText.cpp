@@ -68,8 +68,7 @@ void addModelCostNote(Page& page, const UsageSummary& usage) {
     if (costText(sum) == costText(usage.all.cost)) return;
     page.sentence(
         "By model the costs come to " + costText(sum) +
-        ", with each request at its own model's price; elsewhere a session's totals are at its last "
-        "model's.");
+        ", with each request at its own model's price; elsewhere all of a session is at one model's.");
 }
 
 /// Of all sessions, whatever the scope.

@@ -219,7 +219,7 @@ TEST(Report, saysWhyTheModelsCostsAddUpToAnotherSum) {
     EXPECT_THAT(report(folder),
                 HasSubstr("  gpt-5-mini  ████████████    1.0M         1         1    25¢\n"
                           "  By model the costs come to $1.50, with each request at its own model's price;\n"
-                          "  elsewhere a session's totals are at its last model's.\n"));
+                          "  elsewhere all of a session is at one model's.\n"));
     writeTwoModels(folder, "other");
     EXPECT_THAT(report(folder), HasSubstr("  By model the costs come to $1.25, "));
 }
