@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <functional>
 #include <nlohmann/json.hpp>
 #include <set>
 #include <sstream>
@@ -9,52 +10,28 @@
 #include "Analytics/CostEstimator.h"
 #include "Analytics/PriceTable.h"
 #include "Analytics/SessionNaming.h"
+#include "Foundation/JsonReader.h"
 #include "Foundation/UnicodeText.h"
 #include "UsageRecords/TSDate.h"
 #include "tool/MadeUpHome.h"
 
+// Making a home takes longer than looking at it, so one is made for all that is to be seen in half the usual
+// number of sessions.
+
 namespace ledgerfern {
 namespace {
 
-using nlohmann::json;
 using testing::Contains;
 using testing::IsSupersetOf;
 
-/// Half as many sessions as there are without options, made once for each process.
-const MadeUpHome& usualHome() {
-    static const MadeUpHome home({"--sessions", "60"});
-    return home;
-}
+// What a scan finds
 
-std::vector<json> records(const std::string& log) {
-    std::vector<json> all;
-    std::istringstream lines(log);
-    for (std::string line; std::getline(lines, line);)
-        all.push_back(json::parse(line));
-    return all;
-}
-
-TEST(DemoContent, isReadWithoutARemark) {
-    const MadeUpHome home;
-    EXPECT_EQ(home.outcome.status, 0);
-    EXPECT_EQ(home.snapshot.sessions.size(), 120u);
-    EXPECT_EQ(home.snapshot.malformedLines, 0);
-    EXPECT_TRUE(home.snapshot.formatWarnings.empty());
-    std::size_t bytes = 0;
-    for (const auto& [path, content] : filesBelow(home.path()))
-        bytes += content.size();
-    EXPECT_GT(bytes, 10'000'000u);
-    EXPECT_LT(bytes, 25'000'000u);
-}
-
-TEST(DemoContent, hasSessionsOfEveryKindAndSomeWithoutAName) {
-    const MadeUpHome& home = usualHome();
+void expectSessionsOfEveryKindAndSomeWithoutAName(const Snapshot& snapshot) {
     std::map<std::string_view, int> kinds;
     std::set<std::string> names;
-    for (const SessionPointer& session : home.snapshot.sessions) {
+    for (const SessionPointer& session : snapshot.sessions) {
         ++kinds[SessionKind::label(*session)];
-        names.insert(
-            SessionNaming::displayName(*session, home.snapshot.sessionIDs, home.snapshot.threadNames));
+        names.insert(SessionNaming::displayName(*session, snapshot.sessionIDs, snapshot.threadNames));
     }
     EXPECT_EQ(kinds.size(), 5u);
     EXPECT_GE(kinds[SessionKind::autoReview], 1);
@@ -67,8 +44,7 @@ TEST(DemoContent, hasSessionsOfEveryKindAndSomeWithoutAName) {
     EXPECT_THAT(names, Contains("Slow product pages"));
 }
 
-TEST(DemoContent, tellsWhichThreadASubagentBelongsTo) {
-    const MadeUpHome& home = usualHome();
+void expectSubagentsThatTellTheirThread(const MadeUpHome& home) {
     std::set<std::string> threads;
     for (const auto& [path, id] : home.snapshot.sessionIDs)
         threads.insert(path.substr(path.size() - std::min<std::size_t>(path.size(), 42), 36));
@@ -82,97 +58,36 @@ TEST(DemoContent, tellsWhichThreadASubagentBelongsTo) {
     }
 }
 
-TEST(DemoContent, endsAtTheInstantAndSpansManyCycles) {
-    const MadeUpHome& home = usualHome();
-    EXPECT_EQ(home.snapshot.sessions.front()->lastTs, demoNow);
+void expectManyCyclesUpToTheInstant(const Snapshot& snapshot) {
+    EXPECT_EQ(snapshot.sessions.front()->lastTs, demoNow);
     Instant first = demoNow;
-    for (const SessionPointer& session : home.snapshot.sessions)
+    for (const SessionPointer& session : snapshot.sessions)
         first = std::min(first, *session->started);
     EXPECT_LT(first, demoNow - 60 * 86400);
     EXPECT_GE(first, demoNow - 70 * 86400 - 10);
-    EXPECT_GE(home.snapshot.aggregates.cycles.size(), 9u);
-    EXPECT_GE(home.snapshot.aggregates.daily.size(), 25u);
-    EXPECT_GT(*home.snapshot.aggregates.cycleAnchor, demoNow);
+    EXPECT_GE(snapshot.aggregates.cycles.size(), 9u);
+    EXPECT_GE(snapshot.aggregates.daily.size(), 25u);
+    EXPECT_GT(*snapshot.aggregates.cycleAnchor, demoNow);
 }
 
-TEST(DemoContent, holdsNothingThatIsLaterThanNow) {
-    const MadeUpHome home({"--sessions", "12"});
-    const std::string mark = "\"timestamp\":\"";
-    int count = 0;
-    for (const auto& [path, content] : filesBelow(home.path())) {
-        struct stat attributes{};
-        ASSERT_EQ(::stat(home.path(path).c_str(), &attributes), 0);
-        EXPECT_LE(static_cast<double>(attributes.st_mtime), demoNow) << path;
-        for (std::size_t at = content.find(mark); at != std::string::npos;
-             at = content.find(mark, at + 1), ++count)
-            ASSERT_LE(content.substr(at + mark.size(), 24), "2026-03-20T16:00:00.000Z") << path;
-    }
-    EXPECT_GT(count, 1000);
-}
-
-TEST(DemoContent, linesOfALogFollowEachOther) {
-    const MadeUpHome home({"--sessions", "12"});
-    for (const auto& [path, content] : filesBelow(home.path())) {
-        if (!path.ends_with(".jsonl") || path.ends_with("index.jsonl")) continue;
-        std::string last;
-        for (const json& record : records(content)) {
-            const std::string stamp = record.value("timestamp", last);
-            ASSERT_LE(last, stamp) << path;
-            last = stamp;
-        }
-    }
-}
-
-TEST(DemoContent, limitsRiseWithinACycleAndStartAnewWithTheNext) {
-    std::map<std::string, std::pair<double, std::int64_t>> readings;  // by time: percent and reset
-    const auto files = filesBelow(usualHome().path(".codex/sessions"));
-    for (const auto& [path, content] : files) {
-        std::istringstream lines(content);
-        for (std::string line; std::getline(lines, line);) {
-            if (line.find("\"token_count\"") == std::string::npos) continue;
-            const json record = json::parse(line);
-            const json& primary = record["payload"]["rate_limits"]["primary"];
-            readings[record["timestamp"]] = {primary["used_percent"], primary["resets_at"]};
-        }
-    }
-    std::set<std::int64_t> resets;
-    std::pair<double, std::int64_t> last{0, 0};
-    for (const auto& [time, reading] : readings) {
-        EXPECT_GT(static_cast<double>(reading.second), *TSDate::parse(time));
-        EXPECT_LE(static_cast<double>(reading.second), *TSDate::parse(time) + 604800);
-        if (reading.second == last.second) {
-            EXPECT_GE(reading.first, last.first) << time;
-        } else if (last.second != 0) {
-            EXPECT_EQ((reading.second - last.second) % 604800, 0);
-        }
-        EXPECT_LT(reading.first, 100);
-        resets.insert(reading.second);
-        last = reading;
-    }
-    EXPECT_GE(resets.size(), 8u);
-    EXPECT_GT(last.first, 50);
-}
-
-TEST(DemoContent, namesModelsThatHaveAPriceAndOneThatHasNone) {
+void expectModelsThatHaveAPriceAndOneThatHasNone(const SessionList& sessions) {
     const PriceTable prices(CostEstimator::defaults());
-    std::map<ToolKind, std::set<std::string>> priced;
+    std::map<ToolKind, std::set<std::string>> models, priced;
     std::set<std::string> others;
-    for (const SessionPointer& session : usualHome().snapshot.sessions)
-        for (std::size_t i = 0; i < session->requests.size(); ++i) {
-            const std::string model(session->requests[i].model.value_or("none"));
-            if (prices.priceFor(model))
-                priced[session->tool].insert(model);
-            else
-                others.insert(model);
-        }
+    for (const SessionPointer& session : sessions)
+        for (std::size_t i = 0; i < session->requests.size(); ++i)
+            models[session->tool].emplace(session->requests[i].model.value_or("none"));
+    for (const auto& [tool, names] : models)
+        for (const std::string& name : names)
+            (prices.priceFor(name) ? priced[tool] : others).insert(name);
     EXPECT_GE(priced[ToolKind::codex].size(), 4u);
     EXPECT_GE(priced[ToolKind::claudeCode].size(), 4u);
     EXPECT_EQ(others, (std::set<std::string>{"aurora-preview", "codex-auto-review"}));
 }
 
-TEST(DemoContent, hasProjectsInManyScripts) {
+void expectProjectsInManyScripts(const SessionList& sessions) {
     std::set<std::string> projects, rightToLeft, wide;
-    for (const SessionPointer& session : usualHome().snapshot.sessions) {
+    for (const SessionPointer& session : sessions) {
         projects.insert(session->project);
         if (runsRightToLeft(session->project)) rightToLeft.insert(session->project);
         if (displayWidth(session->project) > characterCount(session->project)) wide.insert(session->project);
@@ -182,9 +97,9 @@ TEST(DemoContent, hasProjectsInManyScripts) {
     EXPECT_EQ(wide, (std::set<std::string>{"家計簿アプリ", "🌿 garden-planner"}));
 }
 
-TEST(DemoContent, usesToolsOfEverySort) {
+void expectToolsOfEverySort(const SessionList& sessions) {
     std::map<ToolKind, std::set<std::string>> families;
-    for (const SessionPointer& session : usualHome().snapshot.sessions)
+    for (const SessionPointer& session : sessions)
         for (const auto& [label, stat] : session->tools) {
             const std::string text(label);
             const bool isShell = text.starts_with("Shell · ");
@@ -215,41 +130,169 @@ TEST(DemoContent, usesToolsOfEverySort) {
                 IsSupersetOf({"tool:Read", "tool:Edit", "tool:Task", "attachments"}));
 }
 
-TEST(DemoContent, splitsRequestsOverLinesAndHasSideChains) {
-    int split = 0, sideChains = 0, inOwnLog = 0;
-    for (const auto& [path, content] : filesBelow(usualHome().path(".claude"))) {
-        std::map<std::string, int> linesOf;
-        bool hasMain = false, hasSide = false;
-        for (const json& record : records(content)) {
-            if (!record.contains("isSidechain")) continue;
-            (record["isSidechain"].get<bool>() ? hasSide : hasMain) = true;
-            if (record.contains("requestId") && ++linesOf[record["requestId"]] == 2) ++split;
-        }
-        if (hasMain && hasSide) ++sideChains;
-        if (hasSide && !hasMain) ++inOwnLog;
-        EXPECT_EQ(hasSide && !hasMain, path.find("/subagents/") != std::string::npos) << path;
-    }
-    EXPECT_GT(split, 1000);
-    EXPECT_GE(sideChains, 3);
-    EXPECT_GE(inOwnLog, 8);
-}
-
-TEST(DemoContent, hasOneSessionOfThousandsOfRequestsAndSomeOfFew) {
-    const auto longOnes = usualHome().sessionsWith(
-        [](const SessionResult& session) { return session.requests.size() >= 2000; });
+void expectOneSessionOfThousandsOfRequestsAndSomeOfFew(const MadeUpHome& home) {
+    const auto longOnes =
+        home.sessionsWith([](const SessionResult& session) { return session.requests.size() >= 2000; });
     const auto shortOnes =
-        usualHome().sessionsWith([](const SessionResult& session) { return session.requests.size() < 12; });
+        home.sessionsWith([](const SessionResult& session) { return session.requests.size() < 12; });
     EXPECT_EQ(longOnes.size(), 1u);
     EXPECT_GE(shortOnes.size(), 2u);
+}
+
+// What the files hold
+
+/// What lies that deep inside the value.
+OptionalJson within(OptionalJson value, std::initializer_list<std::string_view> keys) {
+    for (const std::string_view key : keys) {
+        const auto object = asObject(value);
+        value = object ? member(*object, key) : std::nullopt;
+    }
+    return value;
+}
+
+/// Shows the records of a log to `look`, one after the other.
+void forEachRecord(const std::string& log, const std::function<void(const JsonObject&)>& look) {
+    JsonReader reader;
+    std::istringstream lines(log);
+    for (std::string line; std::getline(lines, line);)
+        look(asObject(reader.read(line)).value());
+}
+
+/// Gives the number of timestamps.
+int expectNothingLaterThanNow(const MadeUpHome& home, const std::string& path, const std::string& content) {
+    struct stat attributes{};
+    EXPECT_EQ(::stat(home.path(path).c_str(), &attributes), 0);
+    EXPECT_LE(static_cast<double>(attributes.st_mtime), demoNow) << path;
+    const std::string mark = "\"timestamp\":\"";
+    int count = 0;
+    std::string latest;
+    for (std::size_t at = content.find(mark); at != std::string::npos;
+         at = content.find(mark, at + 1), ++count)
+        latest = std::max(latest, content.substr(at + mark.size(), 24));
+    EXPECT_LE(latest, "2026-03-20T16:00:00.000Z") << path;
+    return count;
+}
+
+void expectLinesThatFollowEachOther(const std::string& path, const std::string& log) {
+    std::string last;
+    forEachRecord(log, [&](const JsonObject& record) {
+        const std::string stamp(asString(member(record, "timestamp")).value_or(last));
+        EXPECT_LE(last, stamp) << path;
+        last = stamp;
+    });
+}
+
+/// The rate limits as they stood at their times.
+class LimitReadings {
+public:
+    void add(const std::string& log) {
+        forEachRecord(log, [&](const JsonObject& record) {
+            const auto payload = member(record, "payload");
+            if (asString(within(payload, {"type"})) != "token_count") return;
+            const auto primary = within(payload, {"rate_limits", "primary"});
+            readings_[std::string(asString(member(record, "timestamp")).value())] = {
+                asDouble(within(primary, {"used_percent"})).value(),
+                asInteger(within(primary, {"resets_at"})).value()};
+        });
+    }
+
+    void expectToRiseWithinACycleAndStartAnewWithTheNext() const {
+        std::set<std::int64_t> resets;
+        Reading last;
+        for (const auto& [time, reading] : readings_) {
+            EXPECT_GT(static_cast<double>(reading.reset), *TSDate::parse(time));
+            EXPECT_LE(static_cast<double>(reading.reset), *TSDate::parse(time) + 604800);
+            if (reading.reset == last.reset) {
+                EXPECT_GE(reading.percent, last.percent) << time;
+            } else if (last.reset != 0) {
+                EXPECT_EQ((reading.reset - last.reset) % 604800, 0);
+            }
+            EXPECT_LT(reading.percent, 100);
+            resets.insert(reading.reset);
+            last = reading;
+        }
+        EXPECT_GE(resets.size(), 8u);
+        EXPECT_GT(last.percent, 50);
+    }
+
+private:
+    struct Reading {
+        double percent = 0;
+        std::int64_t reset = 0;
+    };
+
+    std::map<std::string, Reading> readings_;  // by time
+};
+
+/// How Claude Code's logs divide what belongs together.
+class ClaudeLogs {
+public:
+    void add(const std::string& path, const std::string& log) {
+        std::map<std::string, int> linesOf;
+        bool hasMain = false, hasSide = false;
+        forEachRecord(log, [&](const JsonObject& record) {
+            const auto isSide = asInteger(member(record, "isSidechain"));
+            if (!isSide) return;
+            (*isSide != 0 ? hasSide : hasMain) = true;
+            const auto request = asString(member(record, "requestId"));
+            if (request && ++linesOf[std::string(*request)] == 2) ++split_;
+        });
+        if (hasMain && hasSide) ++sideChains_;
+        if (hasSide && !hasMain) ++inOwnLog_;
+        EXPECT_EQ(hasSide && !hasMain, path.find("/subagents/") != std::string::npos) << path;
+    }
+
+    void expectSplitRequestsAndSideChains() const {
+        EXPECT_GT(split_, 1000);
+        EXPECT_GE(sideChains_, 3);
+        EXPECT_GE(inOwnLog_, 8);
+    }
+
+private:
+    int split_ = 0;
+    int sideChains_ = 0;
+    int inOwnLog_ = 0;
+};
+
+void expectBelievableLogs(const MadeUpHome& home) {
+    LimitReadings limits;
+    ClaudeLogs claude;
+    int timestamps = 0;
+    for (const auto& [path, content] : filesBelow(home.path())) {
+        timestamps += expectNothingLaterThanNow(home, path, content);
+        if (!path.ends_with(".jsonl") || path.ends_with("index.jsonl")) continue;
+        expectLinesThatFollowEachOther(path, content);
+        if (path.starts_with(".codex/"))
+            limits.add(content);
+        else
+            claude.add(path, content);
+    }
+    EXPECT_GT(timestamps, 10'000);
+    limits.expectToRiseWithinACycleAndStartAnewWithTheNext();
+    claude.expectSplitRequestsAndSideChains();
+}
+
+TEST(DemoContent, tellsAsMuchInHalfTheUsualNumberOfSessions) {
+    const MadeUpHome home({"--sessions", "60"});
+    ASSERT_EQ(home.snapshot.sessions.size(), 60u);
+    EXPECT_EQ(home.snapshot.malformedLines, 0);
+    expectSessionsOfEveryKindAndSomeWithoutAName(home.snapshot);
+    expectSubagentsThatTellTheirThread(home);
+    expectManyCyclesUpToTheInstant(home.snapshot);
+    expectModelsThatHaveAPriceAndOneThatHasNone(home.snapshot.sessions);
+    expectProjectsInManyScripts(home.snapshot.sessions);
+    expectToolsOfEverySort(home.snapshot.sessions);
+    expectOneSessionOfThousandsOfRequestsAndSomeOfFew(home);
+    expectBelievableLogs(home);
 }
 
 TEST(DemoContent, hasTheReadingOfClaudesStatusLine) {
     const MadeUpHome home({"--sessions", "1"});
     const std::string name = "Library/Application Support/Ledgerfern/claude-status.json";
-    const json status = json::parse(readWholeFile(home.path(name)).value_or(""));
+    const auto status = nlohmann::json::parse(readWholeFile(home.path(name)).value_or(""));
     for (const auto& [window, seconds] :
          {std::pair<const char*, double>{"five_hour", 18000}, {"seven_day", 604800}}) {
-        const json& reading = status["rate_limits"][window];
+        const auto& reading = status["rate_limits"][window];
         EXPECT_GT(reading["used_percentage"].get<double>(), 0);
         EXPECT_LT(reading["used_percentage"].get<double>(), 100);
         EXPECT_GT(reading["resets_at"].get<double>(), demoNow);

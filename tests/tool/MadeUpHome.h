@@ -30,7 +30,7 @@ inline std::map<std::string, std::string> filesBelow(const std::string& folder) 
 }
 
 struct DemoOutcome {
-    int status;
+    int status = -1;
     std::string out;
     std::string err;
 };
