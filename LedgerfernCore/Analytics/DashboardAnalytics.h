@@ -64,6 +64,9 @@ struct Scope {
     std::optional<TimeRange> rangeOf(const SessionResult& session) const;
 };
 
+/// What the selection covers at `now`, whatever its search text. "today" is the local day of `now`, up to the
+/// first moment of the next, also where a day doesn't begin at midnight. The tools have their own cycles
+/// where their limits reset at different times, unless all time or today is selected. Pure, for any thread.
 Scope scopeOf(const Aggregates& aggregates, const Selection& selection, Instant now);
 
 /// The snapshot as the selection sees it; no snapshot (null) is empty. `ids` and `names` are those of

@@ -95,6 +95,17 @@ TEST(CacheBreaks, areToldWithoutTheCostOfUnknownModels) {
     EXPECT_EQ(found->detail, "Requests where most of the previous prompt wasn't served from cache: 3 idle.");
 }
 
+TEST(CacheBreaks, areToldTheCostOfAllSessionsEachAtItsModel) {
+    const PriceTable prices(PriceMap{{"large", {3, 1, 0}}, {"small", {0.5, 0.25, 0}}});
+    const auto sessions = listOf({broken(1, 100'000, {}, "large"), broken(2, 2'000'000, {}, "small"),
+                                  broken(3, 300'000, {}, "large"), broken(4, 4'000'000, {}, "small"),
+                                  broken(5, 5'000'000, {}, "unknown")});
+    // 0.2 + 0.5 + 0.6 + 1.0
+    EXPECT_EQ(InsightRules::cacheBreaks(sessions, prices)->detail,
+              "Requests where most of the previous prompt wasn't served from cache:  (≈ $2.30 at API "
+              "prices).");
+}
+
 TEST(CacheBreaks, areToldTheCostFromACentOn) {
     // One dollar a million tokens, and nothing for cached ones.
     const PriceTable prices(PriceMap{{"m", {1, 0, 0}}});
@@ -173,6 +184,8 @@ TEST(LowCache, ofEqualRatesIsToldOfTheFirstProject) {
 
 TEST(LowCache, cutsThePercentage) {
     EXPECT_EQ(lowCache({cached("p", 100'000'000, 29'999'999)})->metric, "29%");
+    EXPECT_EQ(lowCache({cached("p", 2'000'000, 1'160'000)})->metric, "57%")
+        << "0.58 times 100 is just below 58";
     EXPECT_EQ(lowCache({cached("p", 2'000'000, most)}), std::nullopt);
     EXPECT_EQ(lowCache({cached("p", 2'000'000, -most)})->metric, "-461168601842738%");
 }

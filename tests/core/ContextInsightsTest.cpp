@@ -96,6 +96,19 @@ TEST(StartupOverhead, isToldOfTheHeaviestProject) {
     EXPECT_EQ(found, expected);
 }
 
+TEST(StartupOverhead, countsTheOtherProjectsAboveThirtyThousand) {
+    std::vector<SessionResult> sessions;
+    for (const auto& [project, input] :
+         {std::pair<const char*, std::int64_t>{"a", 30'000}, {"b", 29'999}, {"c", 50'000}, {"d", 40'000}})
+        for (int i = 0; i < 2; ++i)
+            sessions.push_back(startedWith(input, project));
+    const auto found = startup(sessions);
+    EXPECT_EQ(found->title, "c starts every session at ~50K tokens");
+    EXPECT_EQ(found->detail,
+              "Median first-request size across 2 sessions — paid before you type anything, and re-read on "
+              "every request. 2 other project(s) are above 30K too.");
+}
+
 TEST(StartupOverhead, ofCodexIsInAnotherFile) {
     const auto found = startup({startedWith(59'999), startedWith(59'999)});
     EXPECT_EQ(found->severity, Severity::notice);
@@ -218,6 +231,11 @@ TEST(ContextConsumers, takeAQuarterToBeToldAndFourTenthsToWarn) {
     EXPECT_EQ(withShare(400)->severity, Severity::warning);
 }
 
+TEST(ContextConsumers, cutThePercentageAfterTheProductOfDoubles) {
+    // 0.29 times 100 is just below 29.
+    EXPECT_EQ(consumers({sessionUsing({{"tool:Read", 29}, {"user messages", 71}})})->metric, "28%");
+}
+
 TEST(ContextConsumers, ofEqualsAreToldByTheFirstLabel) {
     EXPECT_EQ(consumers({sessionUsing({{"tool:b", 5}, {"tool:a", 5}, {"tool:c", 5}})})->id,
               "consumer-tool:a");
@@ -328,6 +346,11 @@ TEST(SubagentShare, needsThreeSubagentsAndThreeTenths) {
     EXPECT_EQ(subagents(three, 300, 3'000)->detail, "3 sub-agent sessions in this scope.");
     EXPECT_EQ(subagents(three, 300, 0), std::nullopt);
     EXPECT_EQ(subagents(three, 300, -5), std::nullopt);
+}
+
+TEST(SubagentShare, cutsThePercentageAfterTheProductOfDoubles) {
+    // 0.58 times 100 is just below 58.
+    EXPECT_EQ(subagents({subagent(), subagent(), subagent()}, 29, 150)->metric, "57%");
 }
 
 TEST(SubagentShare, leavesOutGuardiansAndMainSessions) {

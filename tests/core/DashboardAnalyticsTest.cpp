@@ -142,6 +142,22 @@ TEST(DashboardAnalyticsDeathTest, ofTodayCountTheLocalDay) {
     });
 }
 
+TEST(DashboardAnalytics, ofAllTimeHaveBarsOfTheDayAloneWhereTodayIsSelected) {
+    const auto today = TSDate::localDay(sunday);
+    const auto one = inLog("/a", session({requestAt(today.start - 1, 1), requestAt(today.start, 2),
+                                          requestAt(today.end - 1, 4), requestAt(today.end, 8)}));
+    const auto early = inLog("/b", session({requestAt(0, 16)}));
+    const auto result = derived(snapshotOf({one, early}), {{}, "today", true, ""}, sunday);
+    EXPECT_EQ(result.rowTokens, (SessionCounts{{"/a", 15}, {"/b", 16}})) << "whole sessions";
+    EXPECT_EQ(result.rowReqs, (SessionCounts{{"/a", 4}, {"/b", 1}}));
+    std::map<std::string, std::int64_t> weeks;
+    weeks[TSDate::isoWeekKey(today.start)] += 2;
+    weeks[TSDate::isoWeekKey(today.end - 1)] += 4;
+    ASSERT_EQ(result.kindStacks.size(), weeks.size());
+    for (const DayStack& stack : result.kindStacks)
+        EXPECT_EQ(stack.total, weeks[stack.key]) << stack.key;
+}
+
 TEST(DashboardAnalytics, leaveOutSessionsWithoutTokensAndRequests) {
     auto silent = inLog("/a", session({}));
     auto asked = inLog("/b", session({requestAt(sunday, 0)}));
@@ -229,11 +245,12 @@ TEST(DashboardAnalytics, dropASessionThatIsFoundAndOutOfRange) {
 
 // Tools whose limits reset at different times
 
-/// Two tools with resets half a week apart, and a request every day.
-Snapshot mixedSnapshot() {
+/// Two tools with resets on the days 14 and 17, and a request every day, of 1 token on day 0 and each time so
+/// many more.
+Snapshot mixedSnapshot(std::int64_t growth = 0) {
     std::vector<RequestRecord> daily;
     for (int i = 0; i < 30; ++i)
-        daily.push_back(requestAt(i * day, 1));
+        daily.push_back(requestAt(i * day, 1 + i * growth));
     SessionResult codex = inLog("/codex", session(daily));
     SessionResult claude = inLog("/claude", session(daily));
     claude.tool = ToolKind::claudeCode;
@@ -247,15 +264,7 @@ std::int64_t tokensOf(const DashboardDerived& derived, const char* path) {
 }
 
 TEST(DashboardAnalytics, countByEachToolsOwnCurrentCycle) {
-    Snapshot snapshot = mixedSnapshot();
-    for (SessionPointer& session : snapshot.sessions) {
-        auto spaced = *session;  // of day number N, N + 1 tokens
-        std::vector<RequestRecord> records;
-        for (int i = 0; i < 30; ++i)
-            records.push_back(requestAt(i * day, i + 1));
-        spaced.requests = requestList(records);
-        session = std::make_shared<const SessionResult>(spaced);
-    }
+    const Snapshot snapshot = mixedSnapshot(1);
     // The selected cycle is that of days 0 to 6, and today is day 15.
     const auto result = derived(snapshot, cycle(0), 15 * day + 1);
     EXPECT_EQ(tokensOf(result, "/codex"), 15 + 16 + 17 + 18 + 19 + 20 + 21) << "days 14 to 20";
@@ -283,14 +292,45 @@ TEST(DashboardAnalytics, countByNoToolsCycleForTodayAndAllTime) {
     EXPECT_EQ(tokensOf(today, "/codex"), 1);
 }
 
-TEST(DashboardAnalytics, countAToolWithoutAResetByTheSelectedCycle) {
-    // Needs two tools that differ, and a third that has none: here both differ, and then one is left out.
+TEST(DashboardAnalytics, countByEachToolsOwnCycleWithoutASelectedOneToo) {
+    const auto without = derived(mixedSnapshot(), {{}, {}, false, ""}, 15 * day);
+    EXPECT_EQ(tokensOf(without, "/codex"), 7);
+    EXPECT_EQ(tokensOf(without, "/claude"), 7);
+}
+
+TEST(DashboardAnalytics, countByTheSelectedCycleWhereOneToolAloneHasAReset) {
     Snapshot snapshot = mixedSnapshot();
-    const auto without = derived(snapshot, {{}, {}, false, ""}, 15 * day);
-    EXPECT_EQ(tokensOf(without, "/codex"), 7) << "the tool's cycle replaces no range too";
     snapshot.aggregates.cycleAnchorsByTool.erase(ToolKind::codex);
     const auto single = derived(snapshot, cycle(26 * day), 15 * day);
-    EXPECT_EQ(tokensOf(single, "/claude"), 4) << "one tool alone isn't mixed";
+    EXPECT_EQ(tokensOf(single, "/claude"), 4);
+    EXPECT_EQ(tokensOf(single, "/codex"), 4);
+}
+
+TEST(DashboardAnalytics, haveAScopeInWhichToolsWithoutACycleKeepToItsRange) {
+    SessionResult codex = session({}), claude = session({});
+    claude.tool = ToolKind::claudeCode;
+    const auto startOf = [](const DashboardAnalytics::Scope& scope, const SessionResult& of) {
+        const auto range = scope.rangeOf(of);
+        return range ? std::optional(range->start) : std::nullopt;
+    };
+    DashboardAnalytics::Scope scope{false, TimeRange{5, 9}, {{ToolKind::codex, TimeRange{1, 3}}}};
+    EXPECT_EQ(startOf(scope, codex), 1);
+    EXPECT_EQ(startOf(scope, claude), 5);
+    scope.allTime = true;
+    EXPECT_EQ(startOf(scope, codex), std::nullopt);
+    EXPECT_EQ(startOf(scope, claude), std::nullopt);
+}
+
+TEST(DashboardAnalytics, beginAToolsCycleAtTheMomentOfItsReset) {
+    const Snapshot snapshot = mixedSnapshot(1);
+    const auto codexAt = [&](Instant now) { return tokensOf(derived(snapshot, cycle(0), now), "/codex"); };
+    const auto claudeAt = [&](Instant now) { return tokensOf(derived(snapshot, cycle(0), now), "/claude"); };
+    EXPECT_EQ(codexAt(14 * day), 15 + 16 + 17 + 18 + 19 + 20 + 21) << "days 14 to 20";
+    EXPECT_EQ(claudeAt(17 * day), 18 + 19 + 20 + 21 + 22 + 23 + 24) << "days 17 to 23";
+    EXPECT_EQ(codexAt(14 * day - 0.25), 8 + 9 + 10 + 11 + 12 + 13 + 14) << "days 7 to 13";
+    // A cycle's length before the reset the same cycle begins, and no step leads to it.
+    EXPECT_EQ(codexAt(7 * day), 8 + 9 + 10 + 11 + 12 + 13 + 14) << "days 7 to 13";
+    EXPECT_EQ(claudeAt(10 * day), 11 + 12 + 13 + 14 + 15 + 16 + 17) << "days 10 to 16";
 }
 
 TEST(DashboardAnalytics, cutTheStepsToTheCurrentCycleTowardZero) {
@@ -342,6 +382,14 @@ TEST(DashboardAnalytics, nameTheEightToolsOfTheLargestImpactWhateverIsSelected) 
     EXPECT_EQ(result.topTools[5], (TopTool{"tool:1", 2, 44})) << "of equals the first by label";
     EXPECT_EQ(result.topTools[6], (TopTool{"tool:4", 4, 44}));
     EXPECT_EQ(result.topTools[7], (TopTool{"tool:3", 3, 33}));
+}
+
+TEST(DashboardAnalytics, leaveTheOutputOutOfAnImpactThatWouldLeave64Bits) {
+    constexpr auto most = std::numeric_limits<std::int64_t>::max();
+    auto one = inLog("/a", session({requestAt(sunday, 1)}));
+    one.tools = ToolTable({{"tool:a", {1, 5, most}}, {"tool:b", {2, most, 5}}, {"tool:c", {3, most - 5, 5}}});
+    const std::vector<TopTool> expected = {{"tool:b", 2, most}, {"tool:c", 3, most}, {"tool:a", 1, 5}};
+    EXPECT_EQ(derived(snapshotOf({one}), everything).topTools, expected);
 }
 
 TEST(DashboardAnalytics, tellInsightsOfTheRowsByTheirTokensInScope) {

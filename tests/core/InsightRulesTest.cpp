@@ -57,10 +57,54 @@ TEST(InsightRules, putWarningsBeforeHeavierNotices) {
               (Ids{"consumer-tool:Read", "low-cache-p", "long-contexts", "cache-breaks"}));
 }
 
-TEST(InsightRules, keepTheirOrderWhereTheyTie) {
-    // Both are notices of 160,000 tokens.
-    EXPECT_EQ(idsOf({troubled("/a", 80'000, 160'000), troubled("/b", 80'000, 150'000)}),
-              (Ids{"cache-breaks", "long-contexts"}));
+/// Main sessions of one project: so many, with so large a first request each.
+std::vector<SessionResult> startingWith(std::int64_t input, int count) {
+    std::vector<SessionResult> sessions;
+    for (int i = 0; i < count; ++i) {
+        sessions.push_back(inLog("/main/" + std::to_string(i), session({})));
+        sessions.back().insights.startupInput = input;
+    }
+    return sessions;
+}
+
+/// What `tool:Read` has added to the context, and what the user has.
+ToolTable readAndWritten(std::int64_t read, std::int64_t written) {
+    return ToolTable({{"tool:Read", {1, read, 0}}, {"user messages", {1, written, 0}}});
+}
+
+// No more than four can tie: one of them is never a notice, another always is one of millions of tokens.
+
+TEST(InsightRules, keepTheirOrderWhereSmallNoticesTie) {
+    std::vector<SessionResult> sessions = startingWith(40'000, 6);  // 240,000 tokens in all
+    sessions[0].insights.cacheBreaks = 3;
+    sessions[0].insights.rebuiltTokens = 240'000;
+    sessions[0].insights.peakInput = sessions[1].insights.peakInput = 240'000;
+    sessions[0].tools = readAndWritten(240'000, 560'000);
+    EXPECT_EQ(idsOf(sessions),
+              (Ids{"cache-breaks", "startup-overhead", "consumer-tool:Read", "long-contexts"}));
+}
+
+TEST(InsightRules, keepTheirOrderWhereLargeNoticesTie) {
+    std::vector<SessionResult> sessions = startingWith(40'000, 60);  // 2.4 million tokens in all
+    for (SessionResult& session : sessions)
+        session.totals.inputTokens = 40'000;
+    sessions[0].insights.peakInput = sessions[1].insights.peakInput = 2'400'000;
+    sessions[0].tools = readAndWritten(2'400'000, 5'600'000);
+    EXPECT_EQ(idsOf(sessions),
+              (Ids{"startup-overhead", "consumer-tool:Read", "long-contexts", "low-cache-p"}));
+}
+
+TEST(InsightRules, keepTheirOrderWhereWarningsTie) {
+    std::vector<SessionResult> sessions = startingWith(600'000, 2);  // 1.2 million tokens in all
+    sessions[0].insights.cacheBreaks = 3;
+    sessions[0].insights.rebuiltTokens = 1'200'000;
+    sessions[0].tools = readAndWritten(1'200'000, 0);
+    for (const char* path : {"/a", "/b", "/c"}) {
+        sessions.push_back(inLog(path, session({})));
+        sessions.back().source.isSubagent = true;
+    }
+    EXPECT_EQ(idsOf(sessions, 400'000),
+              (Ids{"cache-breaks", "startup-overhead", "consumer-tool:Read", "subagents"}));
 }
 
 TEST(InsightRules, allSixMayApply) {

@@ -80,6 +80,31 @@ TEST(UsageSummary, countsWhatLiesInTheRangeAlone) {
     EXPECT_EQ(usage.periods.size(), 1u);
 }
 
+TEST(UsageSummary, takesTheTotalsOfASessionThatCountsAsAWhole) {
+    SessionResult partly = *mixed;  // its requests have 3,500 tokens of input
+    partly.totals = {1'000'000, 0, 0, 0, 0, 1'000'100};
+    const SessionList sessions = {std::make_shared<const SessionResult>(partly)};
+    const UsageSummary usage = summarise(sessions, allTime(), StackUnit::localDay, prices);
+    EXPECT_EQ(usage.sessions, (std::vector<UsageRow>{{"a", 1'000'100, 3, 1, 0.25}}));
+    EXPECT_EQ(usage.projects, (std::vector<UsageRow>{{"p", 1'000'100, 3, 1, 0.25}}));
+    EXPECT_EQ(usage.agents, (std::vector<UsageRow>{{"Codex", 1'000'100, 3, 1, 0.25}}));
+    EXPECT_EQ(usage.all, (UsageRow{"", 1'000'100, 3, 1, 0.25}));
+    EXPECT_EQ(usage.totals, partly.totals);
+    // In a range only its requests can tell.
+    const UsageSummary day = summarise(sessions, from(midnight, 86400), StackUnit::localDay, prices);
+    EXPECT_EQ(day.all.tokens, 2000);
+    EXPECT_DOUBLE_EQ(*day.all.cost, 0.0005);
+}
+
+TEST(UsageSummary, costsNothingWhereAPricedSessionHasNoRequestInTheRange) {
+    const SessionList sessions = {mixed, session("b", "q", nullptr, {{midnight, 5}})};
+    const UsageSummary usage =
+        summarise(sessions, from(midnight + 86400, 86400), StackUnit::localDay, prices);
+    EXPECT_EQ(usage.sessions, (std::vector<UsageRow>{{"a", 0, 0, 1, 0.0}, {"b", 0, 0, 1, std::nullopt}}));
+    EXPECT_EQ(usage.all.cost, 0.0);
+    EXPECT_EQ(usage.unpricedSessions, 1);
+}
+
 TEST(UsageSummary, countsASessionByTheCycleOfItsTool) {
     DashboardAnalytics::Scope scope = from(midnight, 86400);
     scope.cyclesByTool[ToolKind::codex] = {midnight - 10, midnight};
