@@ -2,8 +2,11 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <chrono>
+#include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <thread>
 
 #include "tool/MadeUpHome.h"
 #include "tool/ToolProcess.h"
@@ -138,6 +141,22 @@ TEST(Demo, refusesAFolderThatItMayNotWriteTo) {
     EXPECT_EQ(outcome.status, 1);
     EXPECT_EQ(existing.status, 1);
     EXPECT_TRUE(fs::is_empty(folder.path()));
+}
+
+TEST(Demo, leavesNothingBehindWhereItIsInterrupted) {
+    for (const int signal : {SIGINT, SIGTERM}) {
+        const LogFolder folder;
+        ToolRun run;
+        run.arguments = {"demo", folder.path("new"), "--sessions", "5000"};
+        ToolProcess process(run);
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+        while (!fs::exists(folder.path("new/.ledgerfern-demo/.codex")) &&
+               std::chrono::steady_clock::now() < deadline)
+            std::this_thread::yield();
+        process.signal(signal);
+        EXPECT_EQ(process.await().status, 128 + signal);
+        EXPECT_TRUE(fs::is_empty(folder.path()));
+    }
 }
 
 TEST(Demo, tellsBadUsageAndWritesNothing) {

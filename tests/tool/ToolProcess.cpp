@@ -138,6 +138,10 @@ bool ToolProcess::awaitErr(std::string_view text) {
     return true;
 }
 
+void ToolProcess::signal(int number) const {
+    ::kill(child_, number);
+}
+
 ToolOutcome ToolProcess::await() {
     while (readSome()) {
     }

@@ -38,6 +38,8 @@ public:
 
     /// Waits until standard error holds the text, or the program has closed it; tells which.
     bool awaitErr(std::string_view text);
+    /// Sends it a signal.
+    void signal(int number) const;
     /// Waits for its end.
     ToolOutcome await();
 
