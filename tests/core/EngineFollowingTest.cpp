@@ -1,3 +1,10 @@
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+
 #include "EngineFixture.h"
 
 namespace ledgerfern {
@@ -11,6 +18,48 @@ using test::setModified;
 using test::usage;
 
 using EngineFollowingTest = EngineFixture;
+
+/// A file that has lines and says that its size is 0: what the system shows of a waiting process's arguments.
+class SizelessFile {
+public:
+    explicit SizelessFile(std::string lines) : lines_("\n" + std::move(lines)) {
+        std::array<int, 2> input{}, output{};
+        EXPECT_TRUE(::pipe(input.data()) == 0 && ::pipe(output.data()) == 0);
+        goodbye_ = input[1];
+        ::fcntl(goodbye_, F_SETFD, FD_CLOEXEC);
+        start(input[0], output[1]);
+        ::close(input[0]);
+        ::close(output[1]);
+        char ready = 0;
+        EXPECT_EQ(::read(output[0], &ready, 1), 1) << "it runs, so its arguments can be seen";
+        ::close(output[0]);
+    }
+    ~SizelessFile() {
+        ::close(goodbye_);
+        ::waitpid(process_, nullptr, 0);
+    }
+    SizelessFile(const SizelessFile&) = delete;
+    SizelessFile& operator=(const SizelessFile&) = delete;
+
+    std::string path() const { return "/proc/" + std::to_string(process_) + "/cmdline"; }
+
+private:
+    void start(int input, int output) {
+        posix_spawn_file_actions_t actions;
+        ::posix_spawn_file_actions_init(&actions);
+        ::posix_spawn_file_actions_adddup2(&actions, input, STDIN_FILENO);
+        ::posix_spawn_file_actions_adddup2(&actions, output, STDOUT_FILENO);
+        std::string shell = "sh", option = "-c", command = "echo; read end";
+        char* const arguments[] = {shell.data(), option.data(), command.data(), lines_.data(), nullptr};
+        char* const environment[] = {nullptr};
+        EXPECT_EQ(::posix_spawn(&process_, "/bin/sh", &actions, nullptr, arguments, environment), 0);
+        ::posix_spawn_file_actions_destroy(&actions);
+    }
+
+    std::string lines_;
+    int goodbye_ = -1;
+    pid_t process_ = 0;
+};
 
 TEST_F(EngineFollowingTest, anAppendedLineIsAllThatALaterScanReads) {
     home.write("sessions/a.jsonl", log(100));
@@ -157,6 +206,16 @@ TEST_F(EngineFollowingTest, aFileThatCanNoLongerBeLookedAtIsReadAnew) {
     EXPECT_TRUE(engine.rescan().sessions.empty()) << "its size counts as 0, so it was truncated";
     home.write("target", log(30));
     EXPECT_EQ(totalInput(engine.rescan()), 30);
+}
+
+TEST_F(EngineFollowingTest, aFileThatOnlySeemsToBeEmptyIsReadByEveryScan) {
+    if (!std::filesystem::exists("/proc/self/cmdline"))
+        GTEST_SKIP() << "a file of size 0 with lines is missing";
+    const SizelessFile target(log(100));
+    std::filesystem::create_directories(root());
+    std::filesystem::create_symlink(target.path(), root() + "/a.jsonl");
+    for (int scan = 0; scan < 3; ++scan)
+        EXPECT_EQ(totalInput(engine.rescan()), 100) << scan;
 }
 
 TEST_F(EngineFollowingTest, aStateThatMakesNoSessionStillCountsItsMalformedLines) {
