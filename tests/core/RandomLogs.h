@@ -88,7 +88,7 @@ inline std::string randomModel() {
 
 class RandomCodexLog {
 public:
-    RandomCodexLog() : isGuardian_(oneIn(4)) {
+    RandomCodexLog() : isGuardian_(oneIn(4)), usesNothing_(isGuardian_ && oneIn(2)) {
         expected.tool = ToolKind::codex;
         expected.isGuardian = isGuardian_;
         openSegment();
@@ -171,6 +171,7 @@ private:
 
     /// It grows, or stays, or falls to what may be nothing.
     UsageTotals nextTotal() {
+        if (usesNothing_) return {};
         const bool falls = !isFirst_ && oneIn(10);
         if (falls) expected.everFell = true;
         const std::int64_t parts = between(0, 3);
@@ -194,6 +195,7 @@ private:
 
     CodexLog log_;
     const bool isGuardian_;
+    const bool usesNothing_;
     std::optional<std::string> model_;
     UsageTotals total_;  // the segment's, so far
     bool isFirst_ = true;
