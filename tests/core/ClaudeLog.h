@@ -43,7 +43,7 @@ public:
         text.append(line).append("\n");
         return *this;
     }
-    ClaudeLog& record(std::string_view type, Json more = Json::object()) {
+    ClaudeLog& record(std::string_view type, const Json& more = Json::object()) {
         ++lines_;
         const auto two = [](int n) { return std::string(n < 10 ? "0" : "") + std::to_string(n); };
         Json line = {{"type", type},
@@ -54,13 +54,13 @@ public:
     }
     ClaudeLog& user(const Json& content, Json more = Json::object()) {
         more["message"] = {{"role", "user"}, {"content", content}};
-        return record("user", std::move(more));
+        return record("user", more);
     }
     ClaudeLog& assistant(std::string_view requestId, const Json& usage, const Json& content = Json::array(),
                          Json more = Json::object()) {
         more["requestId"] = requestId;
         more["message"] = {{"model", model_}, {"usage", usage}, {"content", content}};
-        return record("assistant", std::move(more));
+        return record("assistant", more);
     }
     ClaudeLog& model(std::string_view name) {
         model_ = name;
@@ -68,7 +68,7 @@ public:
     }
     ClaudeLog& compaction(Json more = Json::object()) {
         more["subtype"] = "compact_boundary";
-        return record("system", std::move(more));
+        return record("system", more);
     }
 
 private:
