@@ -4,9 +4,10 @@ namespace ledgerfern {
 
 namespace {
 
-std::vector<OptionText> with(std::vector<OptionText> options, const std::vector<OptionText>& more) {
-    options.insert(options.end(), more.begin(), more.end());
-    return options;
+template <class Item>
+std::vector<Item> with(std::vector<Item> items, const std::vector<Item>& more) {
+    items.insert(items.end(), more.begin(), more.end());
+    return items;
 }
 
 /// Of a command whose numbers are compared.
@@ -19,10 +20,8 @@ std::vector<OptionText> forPeople(const std::vector<OptionText>& more = {}) {
         with(scopeOptions(ScopeName::cycle), {{"--json", "", "Write the same as one JSON document."}}), more);
 }
 
-}  // namespace
-
-const std::vector<Command>& commands() {
-    static const std::vector<Command> all = {
+std::vector<Command> commandsForPeople() {
+    return {
         {{"report", forPeople(), ""},
          "Limits, today, and a scope by project, by model, by agent and by day; what fills the contexts, and "
          "the insights",
@@ -64,6 +63,11 @@ const std::vector<Command>& commands() {
          "The last 400 requests of one session, whatever the scope",
          "ledgerfern-cli session 019f53ae",
          runSession},
+    };
+}
+
+std::vector<Command> commandsForFiles() {
+    return {
         {{"export",
           with(scopeOptions(ScopeName::all),
                {{"-o", "FILE", "Write into FILE, whole or not at all, instead of to standard output."}}),
@@ -95,6 +99,12 @@ const std::vector<Command>& commands() {
          "ledgerfern-cli demo /tmp/demo --seed 7",
          runDemo},
     };
+}
+
+}  // namespace
+
+const std::vector<Command>& commands() {
+    static const std::vector<Command> all = with(commandsForPeople(), commandsForFiles());
     return all;
 }
 

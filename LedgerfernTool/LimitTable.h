@@ -13,10 +13,10 @@ namespace ledgerfern {
 /// One row a tool whose limit is known, or of the given tool alone; absent where there is none. What was read
 /// of a window that has reset since is shown as past: how full the new one is, nobody has told.
 std::optional<Table> limitTable(const Aggregates& aggregates, Instant now,
-                                std::optional<ToolKind> tool = std::nullopt);
+                                std::optional<ToolKind> only = std::nullopt);
 
 /// An array of the limits, with the window as "7d" or "5h". A limit that doesn't tell its window is weekly.
-std::function<void(JsonWriter&)> jsonLimits(const Aggregates& aggregates, std::optional<ToolKind> tool);
+std::function<void(JsonWriter&)> jsonLimits(const Aggregates& aggregates, std::optional<ToolKind> only);
 
 /// "weekly", "5-hour", "3-day", "90-minute"; "—" where absent or not above 0.
 std::string windowText(std::optional<std::int64_t> minutes);

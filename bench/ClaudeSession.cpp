@@ -8,28 +8,28 @@ ClaudeSession::ClaudeSession(const SessionTexts& texts, Random random, std::int6
     : SessionWriter(texts, random, start) {
     static constexpr std::array<std::string_view, 3> models = {"claude-opus-4-7", "claude-sonnet-5",
                                                                "claude-haiku-4-5-20251001"};
-    model_ = models[random_.below(models.size())];
+    model_ = models[dice.below(models.size())];
 }
 
 void ClaudeSession::writeBeginning() {
     snapshot();
-    if (random_.percent(40)) attachment();
+    if (dice.percent(40)) attachment();
 }
 
 void ClaudeSession::writeTurn(std::size_t limit) {
     user();
-    for (std::size_t requests = 3 + random_.below(16); requests > 0 && length() < limit; --requests)
+    for (std::size_t requests = 3 + dice.below(16); requests > 0 && length() < limit; --requests)
         request();
-    if (random_.percent(30)) snapshot();
+    if (dice.percent(30)) snapshot();
 }
 
 void ClaudeSession::open(std::string_view type) {
-    now_ += static_cast<std::int64_t>(random_.below(6000));
+    presentTime += static_cast<std::int64_t>(dice.below(6000));
     raw("{");
     member("parentUuid", uuid());
     raw(R"("isSidechain":false,"userType":"external",)");
-    member("cwd", cwd_);
-    member("sessionId", id_);
+    member("cwd", workFolder);
+    member("sessionId", sessionId);
     member("version", "2.1.227");
     member("gitBranch", "main");
     member("type", type);
@@ -47,7 +47,7 @@ void ClaudeSession::snapshot() {
     raw(R"({"type":"file-history-snapshot",)");
     member("messageId", uuid());
     raw(R"("snapshot":{"trackedFileBackups":{)");
-    for (std::size_t files = 1 + random_.below(6); files > 0; --files) {
+    for (std::size_t files = 1 + dice.below(6); files > 0; --files) {
         raw("\"src/" + hexadecimal(8) + R"(.rs":{)");
         member("backupFileName", hexadecimal(16) + "@v2");
         count("version", 2);
@@ -61,7 +61,7 @@ void ClaudeSession::snapshot() {
 void ClaudeSession::user() {
     open("user");
     raw(R"("message":{"role":"user",)");
-    text("content", texts_.prose, 500, 1.2);
+    text("content", allTexts.prose, 500, 1.2);
     endObject();
     raw(",");
     close();
@@ -70,7 +70,7 @@ void ClaudeSession::user() {
 void ClaudeSession::attachment() {
     open("attachment");
     raw(R"("attachment":{"type":"hook_success",)");
-    text("stdout", texts_.prose, 2500, 0.8);
+    text("stdout", allTexts.prose, 2500, 0.8);
     endObject();
     raw(",");
     close();
@@ -79,24 +79,24 @@ void ClaudeSession::attachment() {
 void ClaudeSession::request() {
     requestID_ = "req_" + letters(24);
     messageID_ = "msg_" + letters(24);
-    cached_ = random_.percent(95) ? context_ / 128 * 120 : 0;
-    output_ = 100 + random_.below(1500);
-    if (random_.percent(75)) {
+    cached_ = dice.percent(95) ? context_ / 128 * 120 : 0;
+    output_ = 100 + dice.below(1500);
+    if (dice.percent(75)) {
         openBlock();
         raw(R"({"type":"thinking",)");
-        text("thinking", texts_.prose, 700, 0.9);
-        text("signature", texts_.base64, 1400, 0.7);
+        text("thinking", allTexts.prose, 700, 0.9);
+        text("signature", allTexts.base64, 1400, 0.7);
         closeBlock();
     }
-    if (random_.percent(60)) {
+    if (dice.percent(60)) {
         openBlock();
         raw(R"({"type":"text",)");
-        text("text", texts_.prose, 500, 1);
+        text("text", allTexts.prose, 500, 1);
         closeBlock();
     }
-    for (std::size_t calls = 1 + random_.below(2); calls > 0; --calls)
+    for (std::size_t calls = 1 + dice.below(2); calls > 0; --calls)
         toolCall();
-    context_ += output_ + 200 + random_.below(4000);
+    context_ += output_ + 200 + dice.below(4000);
     if (context_ > 180'000) compaction();
 }
 
@@ -129,20 +129,20 @@ void ClaudeSession::toolCall() {
     openBlock();
     raw(R"({"type":"tool_use",)");
     member("id", callID);
-    if (random_.percent(40)) {
+    if (dice.percent(40)) {
         member("name", "Bash");
         raw(R"("input":{)");
-        member("command", commands[random_.below(commands.size())]);
+        member("command", commands[dice.below(commands.size())]);
         member("description", "Run a command");
-    } else if (random_.percent(30)) {
+    } else if (dice.percent(30)) {
         member("name", "Edit");
         raw(R"("input":{)");
-        text("old_string", texts_.code, 500, 1);
-        text("new_string", texts_.code, 700, 1);
+        text("old_string", allTexts.code, 500, 1);
+        text("new_string", allTexts.code, 700, 1);
     } else {
-        member("name", random_.percent(90) ? "Read" : "mcp__browser__open");
+        member("name", dice.percent(90) ? "Read" : "mcp__browser__open");
         raw(R"("input":{)");
-        member("file_path", cwd_ + "/src/tide.rs");
+        member("file_path", workFolder + "/src/tide.rs");
     }
     endObject();
     raw(",");
@@ -156,10 +156,10 @@ void ClaudeSession::toolResult(std::string_view callID) {
     raw(R"("message":{"role":"user","content":[{)");
     member("tool_use_id", callID);
     member("type", "tool_result");
-    text("content", texts_.code, 2200, 1.4);
+    text("content", allTexts.code, 2200, 1.4);
     endObject();
     raw(R"(]},"toolUseResult":{"type":"text",)");
-    text("stdout", texts_.code, 2200, 1.4);
+    text("stdout", allTexts.code, 2200, 1.4);
     endObject();
     raw(",");
     close();
@@ -170,7 +170,7 @@ void ClaudeSession::compaction() {
     member("subtype", "compact_boundary");
     member("content", "Conversation compacted");
     close();
-    context_ = 15'000 + random_.below(10'000);
+    context_ = 15'000 + dice.below(10'000);
 }
 
 }  // namespace ledgerfern::bench

@@ -8,14 +8,14 @@ namespace ledgerfern::bench {
 CodexSession::CodexSession(const SessionTexts& texts, Random random, std::int64_t start)
     : SessionWriter(texts, random, start) {
     static constexpr std::array<std::string_view, 3> models = {"gpt-5.4", "gpt-5.5", "gpt-5.6-sol"};
-    model_ = models[random_.below(models.size())];
+    model_ = models[dice.below(models.size())];
 }
 
 void CodexSession::writeBeginning() {
     sessionMeta();
     // A forked session repeats the meta data of those it stems from.
-    if (random_.percent(4)) {
-        for (std::size_t more = 1 + random_.below(3); more > 0; --more)
+    if (dice.percent(4)) {
+        for (std::size_t more = 1 + dice.below(3); more > 0; --more)
             sessionMeta();
     }
     message("developer", 8000);
@@ -27,32 +27,32 @@ void CodexSession::writeTurn(std::size_t limit) {
     member("turn_id", turnID_);
     count("model_context_window", 353400);
     close();
-    if (random_.percent(25)) worldState();
+    if (dice.percent(25)) worldState();
     turnContext();
-    if (random_.percent(10)) settings();
+    if (dice.percent(10)) settings();
     message("user", 900);
     open("event_msg", "user_message");
-    text("message", texts_.prose, 500, 1);
+    text("message", allTexts.prose, 500, 1);
     close();
-    for (std::size_t requests = 3 + random_.below(16); requests > 0 && length() < limit; --requests)
+    for (std::size_t requests = 3 + dice.below(16); requests > 0 && length() < limit; --requests)
         request();
     open("event_msg", "task_complete");
     member("turn_id", turnID_);
-    text("last_agent_message", texts_.prose, 1200, 0.8);
+    text("last_agent_message", allTexts.prose, 1200, 0.8);
     close();
 }
 
 void CodexSession::request() {
     reasoning();
-    if (random_.percent(45)) answer();
-    for (std::size_t calls = 1 + random_.below(2); calls > 0; --calls)
+    if (dice.percent(45)) answer();
+    for (std::size_t calls = 1 + dice.below(2); calls > 0; --calls)
         toolCall();
     tokenCount();
     if (context_ > 300'000) compaction();
 }
 
 void CodexSession::open(std::string_view type, std::string_view payloadType) {
-    now_ += static_cast<std::int64_t>(random_.below(4000));
+    presentTime += static_cast<std::int64_t>(dice.below(4000));
     raw(R"({"timestamp":")");
     raw(timestamp());
     raw(R"(","type":")");
@@ -84,14 +84,14 @@ void CodexSession::usage(std::string_view key, const Counters& counters) {
 
 void CodexSession::sessionMeta() {
     open("session_meta");
-    member("id", id_);
+    member("id", sessionId);
     member("timestamp", timestamp());
-    member("cwd", cwd_);
+    member("cwd", workFolder);
     member("originator", "codex_cli_rs");
     member("cli_version", "0.142.5");
     member("source", "cli");
     raw(R"("base_instructions":{)");
-    text("text", texts_.prose, 20000, 0.3);
+    text("text", allTexts.prose, 20000, 0.3);
     endObject();
     raw(R"(,"git":{)");
     member("commit_hash", hexadecimal(40));
@@ -104,11 +104,11 @@ void CodexSession::sessionMeta() {
 void CodexSession::worldState() {
     open("world_state");
     raw(R"("full":true,"state":{"agents_md":{)");
-    member("directory", cwd_);
-    text("text", texts_.prose, 14000, 0.8);
+    member("directory", workFolder);
+    text("text", allTexts.prose, 14000, 0.8);
     endObject();
     raw(R"(,"host_skills":{)");
-    text("body", texts_.prose, 9000, 0.8);
+    text("body", allTexts.prose, 9000, 0.8);
     endObject();
     raw(R"(,"permissions":{"approved_command_prefixes":[["git","log"],["ls"],["rg"]]},)");
     member("model", model_);
@@ -120,14 +120,14 @@ void CodexSession::worldState() {
 void CodexSession::turnContext() {
     open("turn_context");
     member("turn_id", turnID_);
-    member("cwd", cwd_);
+    member("cwd", workFolder);
     member("current_date", timestamp().substr(0, 10));
     member("timezone", "Europe/Paris");
     member("approval_policy", "on-request");
     raw(R"("sandbox_policy":{"type":"workspace-write","network_access":false},)");
     member("model", model_);
     member("effort", "high");
-    text("user_instructions", texts_.prose, 1000, 0.5);
+    text("user_instructions", allTexts.prose, 1000, 0.5);
     close();
 }
 
@@ -135,9 +135,9 @@ void CodexSession::settings() {
     open("event_msg", "thread_settings_applied");
     raw(R"("thread_settings":{)");
     member("model", model_);
-    member("cwd", cwd_);
+    member("cwd", workFolder);
     member("approval_policy", "on-request");
-    text("developer_instructions", texts_.prose, 900, 0.3);
+    text("developer_instructions", allTexts.prose, 900, 0.3);
     endObject();
     raw(",");
     close();
@@ -147,7 +147,7 @@ void CodexSession::message(std::string_view role, double median) {
     open("response_item", "message");
     member("role", role);
     raw(R"("content":[{"type":"input_text",)");
-    text("text", texts_.prose, median, 1);
+    text("text", allTexts.prose, median, 1);
     endObject();
     raw("],");
     close();
@@ -157,16 +157,16 @@ void CodexSession::reasoning() {
     open("response_item", "reasoning");
     member("id", "rs_" + hexadecimal(50));
     raw(R"("summary":[{"type":"summary_text",)");
-    text("text", texts_.prose, 60, 0.5);
+    text("text", allTexts.prose, 60, 0.5);
     endObject();
     raw("],");
-    text("encrypted_content", texts_.base64, 1800, 0.9);
+    text("encrypted_content", allTexts.base64, 1800, 0.9);
     close();
 }
 
 void CodexSession::answer() {
-    const auto length = static_cast<std::size_t>(std::min(random_.logNormal(500, 1), longestText));
-    const std::string_view content = texts_.prose.take(random_, length);
+    const auto length = static_cast<std::size_t>(std::min(dice.logNormal(500, 1), longestText));
+    const std::string_view content = allTexts.prose.take(dice, length);
     open("event_msg", "agent_message");
     member("message", content);
     close();
@@ -181,25 +181,25 @@ void CodexSession::answer() {
 
 void CodexSession::toolCall() {
     const std::string callID = "call_" + letters(24);
-    const bool custom = random_.percent(25);
+    const bool custom = dice.percent(25);
     open("response_item", custom ? "custom_tool_call" : "function_call");
     member("status", "completed");
     member("call_id", callID);
     if (custom) {
         member("name", "apply_patch");
-        text("input", texts_.code, 700, 1.1);
+        text("input", allTexts.code, 700, 1.1);
     } else {
         static constexpr std::array<std::string_view, 5> commands = {
             "git status --short", "rg -n lantern src", "sed -n '1,200p' src/harbour/tide.rs", "cargo test -q",
             "cd build && ninja"};
-        member("name", random_.percent(90) ? "shell" : "update_plan");
+        member("name", dice.percent(90) ? "shell" : "update_plan");
         member("arguments", R"({\"command\":[\"bash\",\"-lc\",\")" +
-                                std::string(commands[random_.below(commands.size())]) +
-                                R"(\"],\"workdir\":\")" + cwd_ + R"(\"})");
+                                std::string(commands[dice.below(commands.size())]) + R"(\"],\"workdir\":\")" +
+                                workFolder + R"(\"})");
     }
     close();
-    if (random_.percent(8)) execCommandEnd(callID);
-    if (random_.percent(3)) mcpCallEnd(callID);
+    if (dice.percent(8)) execCommandEnd(callID);
+    if (dice.percent(3)) mcpCallEnd(callID);
     toolOutput(callID, custom);
 }
 
@@ -208,8 +208,8 @@ void CodexSession::execCommandEnd(std::string_view callID) {
     member("call_id", callID);
     member("turn_id", turnID_);
     raw(R"("command":["/bin/zsh","-lc","cargo test"],)");
-    member("cwd", cwd_);
-    text("aggregated_output", texts_.code, 1500, 1.2);
+    member("cwd", workFolder);
+    text("aggregated_output", allTexts.code, 1500, 1.2);
     raw(R"("exit_code":0,"duration":{"secs":1,"nanos":216691625},)");
     close();
 }
@@ -218,10 +218,10 @@ void CodexSession::mcpCallEnd(std::string_view callID) {
     open("event_msg", "mcp_tool_call_end");
     member("call_id", callID);
     raw(R"("invocation":{"server":"browser","tool":"open","arguments":{)");
-    text("code", texts_.code, 500, 0.5);
+    text("code", allTexts.code, 500, 0.5);
     endObject();
     raw(R"(},"duration":{"secs":1,"nanos":216691625},"result":{"Ok":{"content":[{"type":"text",)");
-    text("text", texts_.code, 2500, 1);
+    text("text", allTexts.code, 2500, 1);
     endObject();
     raw(R"(],"isError":false}},)");
     close();
@@ -230,17 +230,17 @@ void CodexSession::mcpCallEnd(std::string_view callID) {
 void CodexSession::toolOutput(std::string_view callID, bool custom) {
     open("response_item", custom ? "custom_tool_call_output" : "function_call_output");
     member("call_id", callID);
-    text("output", texts_.code, custom ? 600 : 2500, 1.4);
+    text("output", allTexts.code, custom ? 600 : 2500, 1.4);
     close();
 }
 
 void CodexSession::tokenCount() {
     Counters last;
     last.input = context_;
-    last.cached = random_.percent(95) ? context_ / 128 * 120 : 0;
-    last.output = 100 + random_.below(1500);
+    last.cached = dice.percent(95) ? context_ / 128 * 120 : 0;
+    last.output = 100 + dice.below(1500);
     last.reasoning = last.output / 3;
-    context_ += last.output + 200 + random_.below(4000);
+    context_ += last.output + 200 + dice.below(4000);
     total_.input += last.input;
     total_.cached += last.cached;
     total_.output += last.output;
@@ -251,22 +251,22 @@ void CodexSession::tokenCount() {
     usage("last_token_usage", last);
     count("model_context_window", 353400);
     endObject();
-    const auto used = static_cast<std::uint64_t>(now_ / 600'000 % 1000);
+    const auto used = static_cast<std::uint64_t>(presentTime / 600'000 % 1000);
     raw(R"(,"rate_limits":{"limit_id":"codex","primary":{"used_percent":)");
     raw(std::to_string(used / 10) + "." + std::to_string(used % 10));
     raw(R"(,"window_minutes":10080,"resets_at":)");
-    raw(std::to_string((now_ / 604'800'000 + 1) * 604'800));
+    raw(std::to_string((presentTime / 604'800'000 + 1) * 604'800));
     raw(R"(},"secondary":null,"credits":null,"plan_type":"team"},)");
     close();
 }
 
 void CodexSession::compaction() {
     open("compacted");
-    text("message", texts_.prose, 6000, 0.5);
+    text("message", allTexts.prose, 6000, 0.5);
     close();
     open("event_msg", "context_compacted");
     close();
-    context_ = 15'000 + random_.below(10'000);
+    context_ = 15'000 + dice.below(10'000);
 }
 
 }  // namespace ledgerfern::bench

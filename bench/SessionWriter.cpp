@@ -8,10 +8,10 @@
 namespace ledgerfern::bench {
 
 SessionWriter::SessionWriter(const SessionTexts& texts, Random random, std::int64_t start)
-    : texts_(texts), random_(random), now_(start), id_(uuid()) {
+    : allTexts(texts), dice(random), presentTime(start), sessionId(uuid()) {
     static constexpr std::array<std::string_view, 5> projects = {"harbour", "lantern", "meadow", "quarry",
                                                                  "tern"};
-    cwd_ = "/home/someone/work/" + std::string(projects[random_.below(projects.size())]);
+    workFolder = "/home/someone/work/" + std::string(projects[dice.below(projects.size())]);
 }
 
 void SessionWriter::begin(std::string& out) {
@@ -33,8 +33,8 @@ void SessionWriter::member(std::string_view key, std::string_view value) {
 }
 
 void SessionWriter::text(std::string_view key, const TextPool& pool, double median, double sigma) {
-    const double length = std::min(random_.logNormal(median, sigma), longestText);
-    member(key, pool.take(random_, static_cast<std::size_t>(length)));
+    const double length = std::min(dice.logNormal(median, sigma), longestText);
+    member(key, pool.take(dice, static_cast<std::size_t>(length)));
 }
 
 void SessionWriter::count(std::string_view key, std::uint64_t value) {
@@ -51,7 +51,7 @@ void SessionWriter::endObject() {
 
 std::string SessionWriter::timestamp() const {
     using namespace std::chrono;
-    const sys_time<milliseconds> instant{milliseconds(now_)};
+    const sys_time<milliseconds> instant{milliseconds(presentTime)};
     const auto day = floor<days>(instant);
     const year_month_day date(day);
     const hh_mm_ss time(instant - day);
@@ -63,7 +63,7 @@ std::string SessionWriter::timestamp() const {
 }
 
 std::string SessionWriter::letters(std::size_t count) {
-    return random_.text("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789", count);
+    return dice.text("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789", count);
 }
 
 std::string SessionWriter::uuid() {

@@ -28,8 +28,8 @@ public:
     SessionWriter(const SessionTexts& texts, Random random, std::int64_t start);
     virtual ~SessionWriter() = default;
 
-    const std::string& id() const { return id_; }
-    const std::string& cwd() const { return cwd_; }
+    const std::string& id() const { return sessionId; }
+    const std::string& cwd() const { return workFolder; }
 
     /// Appends the session's first lines to `out`.
     void begin(std::string& out);
@@ -47,16 +47,16 @@ protected:
     void raw(std::string_view json) { *out_ += json; }
     void endObject();
     std::string timestamp() const;
-    std::string hexadecimal(std::size_t digits) { return random_.text("0123456789abcdef", digits); }
+    std::string hexadecimal(std::size_t digits) { return dice.text("0123456789abcdef", digits); }
     std::string letters(std::size_t count);
     std::string uuid();
     std::size_t length() const { return out_->size(); }
 
-    const SessionTexts& texts_;
-    Random random_;
-    std::int64_t now_;  // milliseconds since the epoch
-    std::string id_;
-    std::string cwd_;
+    const SessionTexts& allTexts;
+    Random dice;
+    std::int64_t presentTime;  // milliseconds since the epoch
+    std::string sessionId;
+    std::string workFolder;
 
 private:
     std::string* out_ = nullptr;

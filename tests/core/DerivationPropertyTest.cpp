@@ -29,7 +29,7 @@ constexpr double cycleLength = 604800;
 constexpr Instant firstInstant = 1774000000;
 
 template <class T>
-std::optional<T> optional(rc::Gen<T> gen) {
+std::optional<T> optional(const rc::Gen<T>& gen) {
     if (*rc::gen::inRange(0, 3) == 0) return std::nullopt;
     return *gen;
 }

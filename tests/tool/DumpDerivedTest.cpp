@@ -36,9 +36,9 @@ TEST_F(DumpDerivedTest, tellsAllOfACycle) {
         {"total_reqs", 3},
         {"total_input", 3015},
         {"total_cached", 1400},
-        {"rows", {web_, scripts_}},
-        {"row_tokens", {{web_, 3150}, {scripts_, 20}}},
-        {"row_reqs", {{web_, 2}, {scripts_, 1}}},
+        {"rows", {webPath, scriptsPath}},
+        {"row_tokens", {{webPath, 3150}, {scriptsPath, 20}}},
+        {"row_reqs", {{webPath, 2}, {scriptsPath, 1}}},
         {"kind_stacks", stacks},
         {"model_stacks",
          {stack("2026-02-24", {{"unknown", 20}}, 20), stack("2026-03-01", {{"gpt-5", 3150}}, 3150)}},
@@ -57,7 +57,7 @@ TEST_F(DumpDerivedTest, tellsAllOfACycle) {
 TEST_F(DumpDerivedTest, coversAllTimeInWeeksWithoutAScope) {
     const Json all = derived();
     EXPECT_EQ(all["total_tokens"], 3188);
-    EXPECT_EQ(all["rows"], Json({web_, scripts_, claude_}));
+    EXPECT_EQ(all["rows"], Json({webPath, scriptsPath, claudePath}));
     EXPECT_EQ(all["kind_stacks"],
               Json({stack("2026-W08", {{"Codex", 10}}, 10), stack("2026-W09", {{"Codex", 3170}}, 3170),
                     stack("2026-W10", {{"Claude Code", 8}}, 8)}));
@@ -65,12 +65,12 @@ TEST_F(DumpDerivedTest, coversAllTimeInWeeksWithoutAScope) {
 }
 
 TEST_F(DumpDerivedTest, narrowsByDayCycleAgentAndText) {
-    EXPECT_EQ(derived({"--scope", "today"})["row_tokens"], Json({{claude_, 8}}));
-    EXPECT_EQ(derived({"--scope", "1771200000"})["row_tokens"], Json({{scripts_, 10}}));
-    EXPECT_EQ(derived({"--tool", "claude"})["rows"], Json({claude_}));
+    EXPECT_EQ(derived({"--scope", "today"})["row_tokens"], Json({{claudePath, 8}}));
+    EXPECT_EQ(derived({"--scope", "1771200000"})["row_tokens"], Json({{scriptsPath, 10}}));
+    EXPECT_EQ(derived({"--tool", "claude"})["rows"], Json({claudePath}));
     EXPECT_EQ(derived({"--tool=codex"})["total_tokens"], 3180);
-    EXPECT_EQ(derived({"--search", "LOGIN"})["rows"], Json({web_}));
-    EXPECT_EQ(derived({"--search", "web", "--tool", "claude"})["rows"], Json({claude_}));
+    EXPECT_EQ(derived({"--search", "LOGIN"})["rows"], Json({webPath}));
+    EXPECT_EQ(derived({"--search", "web", "--tool", "claude"})["rows"], Json({claudePath}));
     // The sessions and the roll-up stay those of the snapshot.
     const Json narrow = dump({"--search", "nothing"});
     EXPECT_EQ(narrow["sessions"].size(), 3u);
@@ -106,10 +106,10 @@ TEST_F(DumpDerivedTest, tellsAllOfAProject) {
         {"is_empty", false},
         {"total_tokens", 3158},
         {"total_reqs", 3},
-        {"rows", {web_, claude_}},
-        {"recent_rows", {claude_, web_}},
-        {"row_tokens", {{web_, 3150}, {claude_, 8}}},
-        {"row_reqs", {{web_, 2}, {claude_, 1}}},
+        {"rows", {webPath, claudePath}},
+        {"recent_rows", {claudePath, webPath}},
+        {"row_tokens", {{webPath, 3150}, {claudePath, 8}}},
+        {"row_reqs", {{webPath, 2}, {claudePath, 1}}},
         {"kind_stacks",
          {stack("2026-W09", {{"Codex", 3150}}, 3150), stack("2026-W10", {{"Claude Code", 8}}, 8)}},
         {"model_stacks",

@@ -13,7 +13,7 @@ using testing::UnorderedElementsAre;
 class JsonDocumentTest : public UsageLogs {
 protected:
     Json documentOf(std::vector<std::string> arguments) const {
-        arguments.push_back("--json");
+        arguments.emplace_back("--json");
         return document(std::move(arguments));
     }
 };
@@ -66,22 +66,15 @@ TEST_F(JsonDocumentTest, tellTheScopeTheToolAndTheSearch) {
 TEST_F(JsonDocumentTest, listSessionsWithWhatOfThemIsInScope) {
     const Json sessions = documentOf({"sessions"})["sessions"];
     ASSERT_EQ(sessions.size(), 2u);
-    Json expected = {{"path", web_},
-                     {"session_id", web_},
-                     {"display_name", "Fix the login page"},
-                     {"kind", "Codex"},
-                     {"model", "gpt-5"},
-                     {"project", "web-app"},
-                     {"started", 1772359200.0},
-                     {"last_ts", 1772359320.0},
-                     {"tool", "codex"},
-                     {"total_tokens", 3150},
-                     {"total_reqs", 2},
-                     {"cost_usd", sessions[0]["cost_usd"]}};
+    Json expected = {
+        {"path", webPath},         {"session_id", webPath},   {"display_name", "Fix the login page"},
+        {"kind", "Codex"},         {"model", "gpt-5"},        {"project", "web-app"},
+        {"started", 1772359200.0}, {"last_ts", 1772359320.0}, {"tool", "codex"},
+        {"total_tokens", 3150},    {"total_reqs", 2},         {"cost_usd", sessions[0]["cost_usd"]}};
     expected["session_id"] = sessions[0]["session_id"];
     EXPECT_EQ(Json::diff(expected, sessions[0]), Json::array());
     EXPECT_DOUBLE_EQ(sessions[0]["cost_usd"], webCost);
-    EXPECT_EQ(sessions[1]["path"], scripts_);
+    EXPECT_EQ(sessions[1]["path"], scriptsPath);
     EXPECT_EQ(sessions[1]["total_tokens"], 20);
     EXPECT_EQ(sessions[1]["total_reqs"], 1);
     EXPECT_EQ(sessions[1]["cost_usd"], 0);
@@ -94,12 +87,13 @@ TEST_F(JsonDocumentTest, sortAndLimitSessions) {
         return column(documentOf(arguments)["sessions"], "path");
     };
     using Paths = std::vector<std::string>;
-    EXPECT_EQ(paths({}), (Paths{web_, scripts_, claude_}));
-    EXPECT_EQ(paths({"--sort", "recent"}), (Paths{claude_, web_, scripts_}));
-    EXPECT_EQ(paths({"--sort", "name"}), (Paths{web_, scripts_, claude_}));  // Fix…, scripts, web-app
-    EXPECT_EQ(paths({"--sort=cost"}), (Paths{web_, claude_, scripts_}));
-    EXPECT_EQ(paths({"--limit", "2"}), (Paths{web_, scripts_}));
-    EXPECT_EQ(paths({"--sort", "recent", "--limit", "1"}), Paths{claude_});
+    EXPECT_EQ(paths({}), (Paths{webPath, scriptsPath, claudePath}));
+    EXPECT_EQ(paths({"--sort", "recent"}), (Paths{claudePath, webPath, scriptsPath}));
+    EXPECT_EQ(paths({"--sort", "name"}),
+              (Paths{webPath, scriptsPath, claudePath}));  // Fix…, scripts, web-app
+    EXPECT_EQ(paths({"--sort=cost"}), (Paths{webPath, claudePath, scriptsPath}));
+    EXPECT_EQ(paths({"--limit", "2"}), (Paths{webPath, scriptsPath}));
+    EXPECT_EQ(paths({"--sort", "recent", "--limit", "1"}), Paths{claudePath});
     EXPECT_EQ(paths({"--limit", "99"}).size(), 3u);
 }
 
@@ -194,9 +188,9 @@ TEST_F(JsonDocumentTest, tellAProjectWithItsDaysAndSessions) {
     EXPECT_EQ(project["name"], "web-app");
     EXPECT_EQ(project["total_tokens"], 3158);
     EXPECT_EQ(column(project["days"], "key"), (std::vector<std::string>{"2026-W09", "2026-W10"}));
-    EXPECT_EQ(column(whole["sessions"], "path"), (std::vector<std::string>{web_, claude_}));
+    EXPECT_EQ(column(whole["sessions"], "path"), (std::vector<std::string>{webPath, claudePath}));
     const Json today = documentOf({"project", "web-app", "--scope", "today"});
-    EXPECT_EQ(column(today["sessions"], "path"), std::vector<std::string>{claude_});
+    EXPECT_EQ(column(today["sessions"], "path"), std::vector<std::string>{claudePath});
     EXPECT_EQ(documentOf({"project", "scripts", "--scope", "today"})["project"]["total_tokens"], 0);
 }
 
@@ -207,7 +201,7 @@ TEST_F(JsonDocumentTest, tellASessionAndItsLastRequests) {
     Json dumped;
     const Json dump = document({"dump"});
     for (const Json& session : dump["sessions"])
-        if (session["path"] == web_) dumped = session;
+        if (session["path"] == webPath) dumped = session;
     EXPECT_EQ(whole["requests"], dumped["requests"]);
     dumped.erase("requests");
     dumped["total_tokens"] = 3150;

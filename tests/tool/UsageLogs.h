@@ -32,12 +32,12 @@ protected:
         web.tokens("2026-03-01T10:01:00Z", {1000, 400, 50, 0, 1050},
                    R"({"primary":{"used_percent":42.5,"window_minutes":10080,"resets_at":1772409600}})");
         web.tokens("2026-03-01T10:02:00Z", {3000, 1400, 150, 0, 3150});
-        web_ = folder.write("codex/web.jsonl", web.text());
+        webPath = folder.write("codex/web.jsonl", web.text());
         RolloutLog scripts;
         scripts.meta("2026-02-20T09:00:00Z", "/p/scripts").tokens("2026-02-20T09:00:00Z", {5, 0, 5, 0, 10});
         scripts.tokens("2026-02-24T09:00:00Z", {20, 0, 10, 0, 30});
-        scripts_ = folder.write("codex/scripts.jsonl", scripts.text());
-        claude_ = folder.write(
+        scriptsPath = folder.write("codex/scripts.jsonl", scripts.text());
+        claudePath = folder.write(
             "claude/p/c.jsonl",
             R"({"type":"assistant","timestamp":"2026-03-02T09:00:00Z","cwd":"/p/web-app","requestId":"r","message":)"
             R"({"id":"m","model":"claude-opus-4","usage":{"input_tokens":5,"output_tokens":3},"content":[]}})"
@@ -63,7 +63,7 @@ protected:
     }
 
     LogFolder folder;
-    std::string web_, scripts_, claude_;
+    std::string webPath, scriptsPath, claudePath;
 };
 
 }  // namespace ledgerfern
