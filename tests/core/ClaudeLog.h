@@ -1,12 +1,12 @@
 #pragma once
 
-#include <algorithm>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <string_view>
 
 #include "ClaudeCodeParser/ClaudeCodeParser.h"
+#include "ParsedText.h"
 
 namespace ledgerfern::test {
 
@@ -84,15 +84,7 @@ inline Instant claudeTime(int n) {
 /// Feeds `text` to the state in one update, in reads of at most `readSize` bytes.
 inline void feed(ClaudeCodeParser::State& state, std::string_view text, std::size_t readSize = 1 << 20) {
     ReadScratch scratch(readSize);
-    std::size_t at = 0;
-    ClaudeCodeParser::updateState(
-        [&](char* buffer, std::size_t size) {
-            const std::size_t count = std::min(size, text.size() - at);
-            text.copy(buffer, count, at);
-            at += count;
-            return count;
-        },
-        state, scratch);
+    ClaudeCodeParser::updateState(readsOf(text), state, scratch);
 }
 
 inline ClaudeCodeParser::State parsed(const ClaudeLog& log) {
@@ -106,21 +98,12 @@ inline SessionResult session(const ClaudeCodeParser::State& state,
     return ClaudeCodeParser::finalize(state, path);
 }
 
-/// The statistics of one label; absent where the session has none.
 inline std::optional<ToolStat> stat(const ClaudeCodeParser::State& state, std::string_view label) {
-    const SessionResult result = session(state);
-    const ToolStat* found = result.tools.find(label);
-    if (!found) return std::nullopt;
-    return *found;
+    return stat(session(state), label);
 }
 
-/// The labels that have statistics, in order.
 inline std::vector<std::string> labels(const ClaudeCodeParser::State& state) {
-    std::vector<std::string> names;
-    const SessionResult result = session(state);
-    for (const auto& [label, unused] : result.tools)
-        names.emplace_back(label);
-    return names;
+    return labels(session(state));
 }
 
 }  // namespace ledgerfern::test

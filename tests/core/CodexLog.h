@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 
+#include "ParsedText.h"
 #include "RolloutParser/RolloutParser.h"
 
 namespace ledgerfern::test {
@@ -104,15 +105,7 @@ inline Instant lineTime(int n) {
 /// Feeds `text` to the state in one update, in reads of at most `readSize` bytes.
 inline void feed(ParseState& state, std::string_view text, std::size_t readSize = 1 << 20) {
     ReadScratch scratch(readSize);
-    std::size_t at = 0;
-    RolloutParser::updateState(
-        [&](char* buffer, std::size_t size) {
-            const std::size_t count = std::min(size, text.size() - at);
-            text.copy(buffer, count, at);
-            at += count;
-            return count;
-        },
-        state, scratch);
+    RolloutParser::updateState(readsOf(text), state, scratch);
 }
 
 inline ParseState parsed(std::string_view text) {
@@ -129,21 +122,12 @@ inline SessionResult session(const ParseState& state) {
     return RolloutParser::finalize(state, "/logs/x.jsonl");
 }
 
-/// The statistics of one label; absent where the session has none.
 inline std::optional<ToolStat> stat(const ParseState& state, std::string_view label) {
-    const SessionResult result = session(state);
-    const ToolStat* found = result.tools.find(label);
-    if (!found) return std::nullopt;
-    return *found;
+    return stat(session(state), label);
 }
 
-/// The labels that have statistics, in order.
 inline std::vector<std::string> labels(const ParseState& state) {
-    std::vector<std::string> names;
-    const SessionResult result = session(state);
-    for (const auto& [label, unused] : result.tools)
-        names.emplace_back(label);
-    return names;
+    return labels(session(state));
 }
 
 inline RequestDelta request(const ParseState& state, std::size_t index) {

@@ -4,21 +4,16 @@
 
 #include "ClaudeCodeParser/ClaudeCodeParser.h"
 #include "Foundation/Check.h"
+#include "core/ParsedText.h"
 
 namespace {
 
 using namespace ledgerfern;
 using ClaudeCodeParser::State;
 
-/// Feeds the bytes in one update, in reads of at most `readSize`.
+/// Feeds the bytes in one update, in reads of the scratch's size.
 void feed(State& state, std::string_view bytes, ReadScratch& scratch) {
-    ClaudeCodeParser::updateState(
-        [&bytes](char* buffer, std::size_t size) {
-            const std::size_t count = bytes.copy(buffer, size);
-            bytes.remove_prefix(count);
-            return count;
-        },
-        state, scratch);
+    ClaudeCodeParser::updateState(test::readsOf(bytes), state, scratch);
 }
 
 SessionResult result(const State& state) {

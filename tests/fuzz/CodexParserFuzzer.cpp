@@ -5,20 +5,15 @@
 
 #include "Foundation/Check.h"
 #include "RolloutParser/RolloutParser.h"
+#include "core/ParsedText.h"
 
 namespace {
 
 using namespace ledgerfern;
 
-/// Feeds the bytes in one update, in reads of at most `readSize`.
+/// Feeds the bytes in one update, in reads of the scratch's size.
 void feed(ParseState& state, std::string_view bytes, ReadScratch& scratch) {
-    RolloutParser::updateState(
-        [&bytes](char* buffer, std::size_t size) {
-            const std::size_t count = bytes.copy(buffer, size);
-            bytes.remove_prefix(count);
-            return count;
-        },
-        state, scratch);
+    RolloutParser::updateState(test::readsOf(bytes), state, scratch);
 }
 
 SessionResult result(const ParseState& state) {
