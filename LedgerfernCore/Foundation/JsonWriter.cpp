@@ -2,6 +2,7 @@
 
 #include <cmath>
 
+#include "Foundation/Base64.h"
 #include "Foundation/Check.h"
 #include "Foundation/Numbers.h"
 #include "Foundation/UnicodeText.h"
@@ -36,16 +37,24 @@ void appendEscaped(std::string& out, char c) {
     const auto code = static_cast<unsigned char>(c);
     if (const char letter = shortEscape(c))
         out.append({'\\', letter});
-    else if (code < 0x20)
-        out.append({'\\', 'u', '0', '0', digits[code >> 4], digits[code & 15]});
     else
-        out.push_back(c);
+        out.append({'\\', 'u', '0', '0', digits[code >> 4], digits[code & 15]});
+}
+
+bool mustBeEscaped(char c) {
+    return static_cast<unsigned char>(c) < 0x20 || c == '"' || c == '\\';
 }
 
 void appendText(std::string& out, std::string_view text) {
     out.push_back('"');
-    for (const char c : text)
-        appendEscaped(out, c);
+    std::size_t plain = 0;  // where what isn't written yet begins
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (!mustBeEscaped(text[i])) continue;
+        out.append(text, plain, i - plain);
+        appendEscaped(out, text[i]);
+        plain = i + 1;
+    }
+    out.append(text, plain);
     out.push_back('"');
 }
 
@@ -59,6 +68,7 @@ void appendAnyBytes(std::string& out, std::string_view bytes) {
 }  // namespace
 
 void JsonWriter::newLine() {
+    if (layout_ == Layout::compact) return;
     out_.push_back('\n');
     out_.append(2 * levels_.size(), ' ');
 }
@@ -114,7 +124,7 @@ void JsonWriter::key(std::string_view name) {
     level.lastKey = name;
     newLine();
     appendAnyBytes(out_, name);
-    out_.append(": ");
+    out_.append(layout_ == Layout::compact ? ":" : ": ");
     afterKey_ = true;
 }
 
@@ -142,6 +152,13 @@ void JsonWriter::value(double number) {
 void JsonWriter::value(std::string_view text) {
     beginValue();
     appendAnyBytes(out_, text);
+}
+
+void JsonWriter::base64(std::string_view bytes) {
+    beginValue();
+    out_.push_back('"');
+    appendBase64(out_, bytes);
+    out_.push_back('"');
 }
 
 }  // namespace ledgerfern

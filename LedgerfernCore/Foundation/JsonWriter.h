@@ -8,15 +8,17 @@
 
 namespace ledgerfern {
 
-/// Writes one JSON document into a string, pretty-printed with two blanks a level, without holding it as a
-/// tree.
+/// Writes one JSON document into a string, without holding it as a tree.
 ///
 /// The keys of an object must come in ascending order of their bytes, each once: a document's bytes follow
 /// from its content alone. Anything else is a fault of this program, as is a number that isn't finite. Texts
 /// may be any bytes: each bad byte of invalid UTF-8 is written as U+FFFD.
 class JsonWriter {
 public:
-    explicit JsonWriter(std::string& out) : out_(out) {}
+    /// With two blanks a level, or without any white space.
+    enum class Layout { pretty, compact };
+
+    explicit JsonWriter(std::string& out, Layout layout = Layout::pretty) : out_(out), layout_(layout) {}
 
     void beginObject();
     void endObject();
@@ -32,6 +34,8 @@ public:
     void value(std::string_view text);
     void value(const char* text) { value(std::string_view(text)); }
     void value(const std::string& text) { value(std::string_view(text)); }
+    /// The bytes as a text in base64.
+    void base64(std::string_view bytes);
     template <class T>
     void value(const std::optional<T>& optional) {
         if (optional)
@@ -58,6 +62,7 @@ private:
     void end(bool isObject, char bracket);
 
     std::string& out_;
+    const Layout layout_;
     std::vector<Level> levels_;
     bool afterKey_ = false;
 };

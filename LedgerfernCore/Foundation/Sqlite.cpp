@@ -87,10 +87,21 @@ void SqliteStatement::reset() {
     bindingFailed_ = false;
 }
 
-bool SqliteStatement::isNull(int column) {
+SqliteStatement::Type SqliteStatement::type(int column) {
     check(column >= 0 && column < sqlite3_column_count(statement_.get()),
           "a column that the row doesn't have");
-    return sqlite3_column_type(statement_.get(), column) == SQLITE_NULL;
+    switch (sqlite3_column_type(statement_.get(), column)) {
+        case SQLITE_INTEGER:
+            return Type::integer;
+        case SQLITE_FLOAT:
+            return Type::real;
+        case SQLITE_TEXT:
+            return Type::text;
+        case SQLITE_BLOB:
+            return Type::blob;
+        default:
+            return Type::null;
+    }
 }
 
 std::optional<std::string_view> SqliteStatement::text(int column) {
@@ -143,6 +154,15 @@ std::optional<SqliteDatabase> SqliteDatabase::openImmutable(const std::string& p
     const std::string scheme = path.starts_with('/') ? "file://" : "file:";
     return open(scheme + percentEncoded(plainName(path)) + "?immutable=1",
                 SQLITE_OPEN_READONLY | SQLITE_OPEN_URI);
+}
+
+void SqliteDatabase::setPatience(std::chrono::milliseconds patience) {
+    sqlite3_busy_timeout(database_.get(), static_cast<int>(patience.count()));
+}
+
+bool SqliteDatabase::isLocked() const {
+    const int primaryCode = sqlite3_errcode(database_.get()) & 0xFF;
+    return primaryCode == SQLITE_BUSY || primaryCode == SQLITE_LOCKED;
 }
 
 bool SqliteDatabase::execute(const std::string& sql) {

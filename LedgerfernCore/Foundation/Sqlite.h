@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -18,6 +19,7 @@ namespace ledgerfern {
 class SqliteStatement {
 public:
     enum class Step { row, done, error };
+    enum class Type { null, integer, real, text, blob };
 
     /// The values are copied, and stay until they are bound anew. One that the database refuses makes the
     /// next step an error.
@@ -31,6 +33,8 @@ public:
     /// Makes the statement ready to be stepped from its start.
     void reset();
 
+    /// As what the column of the present row is stored. Not to be asked once it was read as another type.
+    Type type(int column);
     /// The column of the present row, in SQLite's conversion where it is of another type; absent for NULL.
     /// Texts and blobs are views until the next step or reset, or until the column is read as another type; a
     /// text needn't be valid UTF-8.
@@ -47,7 +51,7 @@ private:
 
     explicit SqliteStatement(sqlite3_stmt* statement) : statement_(statement) {}
     void noteBinding(int status);
-    bool isNull(int column);
+    bool isNull(int column) { return type(column) == Type::null; }
 
     std::unique_ptr<sqlite3_stmt, Finalizer> statement_;
     bool bindingFailed_ = false;
@@ -65,6 +69,12 @@ public:
     /// For reading a file that nobody changes meanwhile. Takes no locks, looks for no journal, and creates
     /// nothing.
     static std::optional<SqliteDatabase> openImmutable(const std::string& path);
+
+    /// How long a statement waits for the lock of another connection before it fails; not at all unless this
+    /// is set.
+    void setPatience(std::chrono::milliseconds patience);
+    /// After a failure: whether another connection's lock was the reason.
+    bool isLocked() const;
 
     /// Runs statements that take no parameters; false where one fails.
     bool execute(const std::string& sql);

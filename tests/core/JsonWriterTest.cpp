@@ -133,5 +133,37 @@ TEST(JsonWriterDeathTest, refusesWhatIsNoDocument) {
     EXPECT_DEATH(json.endObject(), "isn't open");
 }
 
+TEST(JsonWriter, writesWithoutWhiteSpaceWhereThatIsAskedFor) {
+    std::string out;
+    JsonWriter json(out, JsonWriter::Layout::compact);
+    json.beginObject();
+    json.key("a");
+    json.beginArray();
+    json.value(std::int64_t{1});
+    json.value("b c");
+    json.beginObject();
+    json.endObject();
+    json.endArray();
+    json.member("d", 0.5);
+    json.endObject();
+    EXPECT_EQ(out, R"({"a":[1,"b c",{}],"d":0.5})");
+}
+
+TEST(JsonWriter, writesBytesInBase64) {
+    EXPECT_EQ(written([](JsonWriter& json) {
+                  json.beginArray();
+                  json.base64("");
+                  json.base64(std::string_view("\0\xFF", 2));
+                  json.endArray();
+              }),
+              "[\n  \"\",\n  \"AP8=\"\n]");
+}
+
+TEST(JsonWriter, escapesAtEveryPlaceOfAText) {
+    EXPECT_EQ(text("\"a\\b\n"), R"("\"a\\b\n")");
+    EXPECT_EQ(text("plain"), R"("plain")");
+    EXPECT_EQ(text("\"\""), R"("\"\"")");
+}
+
 }  // namespace
 }  // namespace ledgerfern

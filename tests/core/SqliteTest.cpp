@@ -4,6 +4,8 @@
 
 #include <cmath>
 #include <limits>
+#include <thread>
+#include <vector>
 
 #include "core/FileFixture.h"
 
@@ -218,6 +220,41 @@ TEST_F(SqliteTest, keepsTheDatabaseForAStatementThatOutlivesIt) {
     }
     ASSERT_TRUE(select);
     EXPECT_EQ(select->step(), Step::row);
+}
+
+TEST_F(SqliteTest, tellsAsWhatAValueIsStored) {
+    using Type = SqliteStatement::Type;
+    SqliteDatabase db = database();
+    auto select = db.prepare("SELECT NULL, 1, 0.5, 'a', x'00', ''");
+    ASSERT_TRUE(select);
+    ASSERT_EQ(select->step(), Step::row);
+    const std::vector<Type> expected = {Type::null, Type::integer, Type::real,
+                                        Type::text, Type::blob,    Type::text};
+    for (int column = 0; column < 6; ++column)
+        EXPECT_EQ(select->type(column), expected[static_cast<std::size_t>(column)]) << column;
+}
+
+TEST_F(SqliteTest, tellsALockFromAnotherFailure) {
+    SqliteDatabase db = database();
+    SqliteDatabase other = database();
+    ASSERT_TRUE(db.execute("CREATE TABLE t (a)"));
+    ASSERT_TRUE(other.execute("BEGIN EXCLUSIVE"));
+    EXPECT_FALSE(db.execute("INSERT INTO t VALUES (1)"));
+    EXPECT_TRUE(db.isLocked());
+    ASSERT_TRUE(other.execute("COMMIT"));
+    EXPECT_FALSE(db.execute("INSERT INTO missing VALUES (1)"));
+    EXPECT_FALSE(db.isLocked());
+}
+
+TEST_F(SqliteTest, waitsForALockAsLongAsItHasPatience) {
+    SqliteDatabase db = database();
+    ASSERT_TRUE(db.execute("CREATE TABLE t (a)"));
+    db.setPatience(std::chrono::minutes(5));
+    SqliteDatabase other = database();
+    ASSERT_TRUE(other.execute("BEGIN EXCLUSIVE"));
+    std::thread ending([&] { EXPECT_TRUE(other.execute("COMMIT")); });
+    EXPECT_TRUE(db.execute("INSERT INTO t VALUES (1)"));
+    ending.join();
 }
 
 using SqliteDeathTest = SqliteTest;
