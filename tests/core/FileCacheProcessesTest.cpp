@@ -1,0 +1,166 @@
+#include <atomic>
+#include <csignal>
+#include <cstdlib>
+#include <random>
+
+#include "Foundation/Numbers.h"
+#include "core/FileCacheFixture.h"
+#include "core/OtherProgram.h"
+
+namespace ledgerfern {
+namespace {
+
+using FileCacheProcessesTest = FileCacheFixture;
+
+constexpr std::size_t pathCount = 5;
+
+std::string pathOf(std::int64_t version) {
+    return "/logs/" + std::to_string(version % static_cast<std::int64_t>(pathCount));
+}
+
+/// A process that writes one row after the other, and a byte into a pipe for each, a hundred times. Now and
+/// then it opens the store anew, which brings the log into the database.
+class Writer {
+public:
+    Writer(const std::string& database, std::int64_t firstVersion) {
+        std::array<int, 2> pipe{};
+        check(::pipe(pipe.data()) == 0, "no pipe for a test");
+        process_ = ::fork();
+        check(process_ >= 0, "no process for a test");
+        if (process_ == 0) writeRows(database, firstVersion, pipe[1]);
+        ::close(pipe[1]);
+        written_ = pipe[0];
+    }
+    ~Writer() {
+        ::close(written_);
+        ::waitpid(process_, nullptr, 0);
+    }
+    Writer(const Writer&) = delete;
+    Writer& operator=(const Writer&) = delete;
+
+    /// Waits for so many rows more.
+    void await(std::size_t rows) const {
+        char byte = 0;
+        for (; rows > 0; --rows)
+            check(::read(written_, &byte, 1) == 1, "a test's process ended before it was to");
+    }
+    void kill() const { ::kill(process_, SIGKILL); }
+    /// How many rows have been written beside those that were waited for. Ask when it is dead.
+    std::size_t rest() const {
+        std::size_t rows = 0;
+        for (char byte = 0; ::read(written_, &byte, 1) == 1;)
+            ++rows;
+        return rows;
+    }
+
+private:
+    /// What is to be written is made before, so that a kill finds the process at the database.
+    [[noreturn]] static void writeRows(const std::string& database, std::int64_t first, int pipe) {
+        constexpr std::int64_t rows = 100;
+        std::vector<EncodedFile> files;
+        for (std::int64_t version = first; version < first + rows; ++version)
+            files.push_back(encode(fileOfVersion(pathOf(version), version)).value());
+        std::optional<FileCacheStore> store;
+        for (std::int64_t i = 0; i < rows; ++i) {
+            if (i % 11 == 10) store.reset();
+            if (!store) store.emplace(database);
+            store->upsert(files[static_cast<std::size_t>(i)], stampOfVersion(first + i));
+            if (::write(pipe, "", 1) != 1) ::_exit(1);
+        }
+        while (true)
+            ::pause();
+    }
+
+    pid_t process_ = -1;
+    int written_ = -1;
+};
+
+int kills() {
+    const char* const wanted = std::getenv("LEDGERFERN_KILLS");
+    return wanted == nullptr ? 20 : static_cast<int>(readInteger(wanted).value_or(20));
+}
+
+TEST_F(FileCacheProcessesTest, aKillLeavesEachRowOldOrNew) {
+    std::mt19937 random(3);
+    std::int64_t version = 1;
+    for (int round = 0; round < kills() && !HasFailure(); ++round) {
+        SCOPED_TRACE(round);
+        std::int64_t last = version - 1;
+        {
+            const Writer writer(database(), version);
+            const std::size_t awaited = 1 + random() % 50;
+            writer.await(awaited);
+            // Somewhere within the next rows.
+            std::atomic<std::size_t> spin = random() % 200'000;
+            while (spin > 0)
+                --spin;
+            writer.kill();
+            last += static_cast<std::int64_t>(awaited + writer.rest());
+        }
+        const Versions found = versions();
+        EXPECT_EQ(query("PRAGMA integrity_check"), std::vector<std::string>{"ok"});
+        // The row that was under way may be there or not.
+        for (std::int64_t known = std::max<std::int64_t>(1, last - 4); known <= last; ++known) {
+            const std::int64_t next = known + static_cast<std::int64_t>(pathCount);
+            const auto row = found.find(pathOf(known));
+            ASSERT_NE(row, found.end()) << pathOf(known);
+            EXPECT_TRUE(row->second == known || (row->second == next && next == last + 1))
+                << row->second << " where " << known << " was written";
+        }
+        version = last + 1;
+    }
+}
+
+TEST_F(FileCacheProcessesTest, aReaderSeesWholeRowsWhileAnotherProcessWrites) {
+    std::int64_t version = 0;
+    const OtherProgram program([this] { return store(); },
+                               [&](FileCacheStore& opened) {
+                                   for (; version < 20; ++version)
+                                       upsertVersion(opened, pathOf(version), version);
+                                   return opened.isOpen();
+                               },
+                               [&](FileCacheStore& opened) {
+                                   upsertVersion(opened, pathOf(version), version);
+                                   ++version;
+                                   return true;
+                               });
+    ASSERT_TRUE(program.isReady());
+    FileCacheStore reader = store();
+    Versions before;
+    std::int64_t changes = 0;
+    for (int round = 0; changes < 50 && !HasFailure(); ++round) {
+        const Versions found = versionsIn(reader);
+        EXPECT_EQ(found.size(), pathCount);
+        for (const auto& [path, now] : found) {
+            EXPECT_GE(now, before[path]) << path << " in round " << round;
+            if (before[path] != now) ++changes;
+        }
+        before = found;
+    }
+}
+
+TEST_F(FileCacheProcessesTest, twoProcessesWriteWithoutLosingARow) {
+    store();
+    constexpr std::size_t rows = 100;
+    std::size_t done = 0;
+    const OtherProgram program(
+        [this] { return store(); }, [](FileCacheStore& opened) { return opened.isOpen(); },
+        [&](FileCacheStore& opened) {
+            upsertVersion(opened, "/theirs/" + (done < rows ? std::to_string(done) : "end"), 5);
+            ++done;
+            return true;
+        });
+    ASSERT_TRUE(program.isReady());
+    FileCacheStore ours = store();
+    for (std::size_t i = 0; i < rows; ++i)
+        upsertVersion(ours, "/ours/" + std::to_string(i), 6);
+    Versions found = versionsIn(ours);
+    while (!found.contains("/theirs/end"))
+        found = versionsIn(ours);
+    EXPECT_EQ(found.size(), 2 * rows + 1);
+    for (const auto& [path, version] : found)
+        EXPECT_EQ(version, path.starts_with("/ours") ? 6 : 5) << path;
+}
+
+}  // namespace
+}  // namespace ledgerfern
