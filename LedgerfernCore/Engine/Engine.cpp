@@ -37,21 +37,42 @@ typename Map::iterator findForward(Map& map, typename Map::iterator& place, cons
 
 }  // namespace
 
-Engine::Engine(std::vector<ToolRoot> roots, Clock clock, unsigned workers)
-    : roots_(longestFirst(std::move(roots))), clock_(std::move(clock)), workers_(workers) {
+/// Tells of paths in ascending order whether they are among the files.
+class Engine::Presence {
+public:
+    explicit Presence(const std::vector<DiscoveredFile>& files) : files_(files) {}
+    bool operator()(const std::string& path) {
+        while (place_ < files_.size() && files_[place_].path < path)
+            ++place_;
+        return place_ < files_.size() && files_[place_].path == path;
+    }
+
+private:
+    const std::vector<DiscoveredFile>& files_;
+    std::size_t place_ = 0;
+};
+
+Engine::Engine(std::vector<ToolRoot> roots, Clock clock, unsigned workers,
+               std::optional<std::string> cachePath)
+    : roots_(longestFirst(std::move(roots))),
+      clock_(std::move(clock)),
+      workers_(workers),
+      cache_(std::move(cachePath)) {
     for (const ToolKind kind : {ToolKind::codex, ToolKind::claudeCode})
         live_[kind];
 }
 
 Snapshot Engine::rescan(const ScanOptions& options) {
     return queue_.sync([&] {
+        if (options.useCache) cache_.open(workers_);
         skippedOldFiles_ = 0;
         const auto files = discoverFiles();
         loadThreadNamesOnce();
         forgetVanished(files);
         const auto cold = warmPass(files, options);
         const auto kept = select(files, cold, options);
-        auto filesPerTool = merge(files, kept, readCold(files, kept, options));
+        if (options.useCache) removeVanishedRows(files);
+        auto filesPerTool = takeCold(files, kept, options);
         knownFiles_.clear();
         for (const auto& file : files)
             if (knownFiles_.empty() || knownFiles_.back() != file.path) knownFiles_.push_back(file.path);
@@ -78,14 +99,17 @@ void Engine::loadThreadNamesOnce() {
 }
 
 void Engine::forgetVanished(const std::vector<DiscoveredFile>& files) {
-    for (auto& [kind, logs] : live_) {
-        auto file = files.begin();
-        std::erase_if(logs, [&](const auto& entry) {
-            while (file != files.end() && file->path < entry.first)
-                ++file;
-            return file == files.end() || file->path != entry.first;
-        });
-    }
+    const auto forget = [&](auto& logs) {
+        std::erase_if(
+            logs, [isThere = Presence(files)](const auto& entry) mutable { return !isThere(entry.first); });
+    };
+    for (auto& [kind, logs] : live_)
+        forget(logs);
+    forget(restored_);
+}
+
+void Engine::removeVanishedRows(const std::vector<DiscoveredFile>& files) {
+    cache_.removeUnless(Presence(files));
 }
 
 /// Brings every file that has a state up to date; gives the others.
@@ -129,52 +153,84 @@ Engine::FileIndices Engine::select(const std::vector<DiscoveredFile>& files, Fil
             ++skippedOldFiles_;
             return true;
         }
-        return isBefore(index, options.quickCutoff);
+        if (!isBefore(index, options.quickCutoff)) return false;
+        return !options.useCache || !cache_.answersFor(files[index].path, files[index].stat);
     });
     return cold;
 }
 
-/// Reads files from their first byte, in parallel: the only work that grows with history. The largest go
-/// first, so that no worker is left alone with one of them at the end.
-std::vector<Engine::LivePointer> Engine::readCold(const std::vector<DiscoveredFile>& files,
-                                                  const FileIndices& kept, const ScanOptions& options) {
-    std::vector<LivePointer> outcomes(kept.size());
-    if (kept.empty()) return outcomes;
+/// Takes over the files that have no state, and counts all: those taken now, and those that the previous scan
+/// knew. So many at a time that what is to be written doesn't pile up in memory.
+Engine::FileCounts Engine::takeCold(const std::vector<DiscoveredFile>& files, const FileIndices& kept,
+                                    const ScanOptions& options) {
+    FileCounts filesPerTool;
+    std::vector<std::string> seen;
+    for (std::span<const std::size_t> rest = kept; !rest.empty();) {
+        const auto some = rest.first(portionOf(files, rest));
+        rest = rest.subspan(some.size());
+        std::vector<ColdOutcome> outcomes = readCold(files, some, options);
+        for (std::size_t i = 0; i < some.size(); ++i) {
+            const DiscoveredFile& file = files[some[i]];
+            seen.push_back(file.path);
+            ++filesPerTool[file.kind];
+            merge(file, std::move(outcomes[i]));
+        }
+    }
+    if (!kept.empty()) releaseFreeMemory();
+    countRest(seen, filesPerTool);
+    return filesPerTool;
+}
+
+/// How many files to take at once. One that two roots have found isn't torn apart, lest the row that the one
+/// has just written answered for the other.
+std::size_t Engine::portionOf(const std::vector<DiscoveredFile>& files, std::span<const std::size_t> rest) {
+    constexpr std::size_t filesAtOnce = 1024;
+    std::size_t count = std::min(filesAtOnce, rest.size());
+    while (count < rest.size() && files[rest[count]].path == files[rest[count - 1]].path)
+        ++count;
+    return count;
+}
+
+/// Looks at files in parallel: the only work that grows with history. The largest go first, so that no worker
+/// is left alone with one of them at the end.
+std::vector<Engine::ColdOutcome> Engine::readCold(const std::vector<DiscoveredFile>& files,
+                                                  std::span<const std::size_t> kept,
+                                                  const ScanOptions& options) const {
+    std::vector<ColdOutcome> outcomes(kept.size());
     std::vector<std::size_t> order(kept.size());
     std::iota(order.begin(), order.end(), std::size_t{0});
     std::stable_sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) {
         return files[kept[a]].stat.size > files[kept[b]].stat.size;
     });
-    {
-        std::vector<std::unique_ptr<ReadScratch>> scratches(workerCount(kept.size(), workers_));
-        parallelFor(kept.size(), workers_, [&](std::size_t i, std::size_t worker) {
-            const DiscoveredFile& file = files[kept[order[i]]];
-            if (!scratches[worker]) scratches[worker] = std::make_unique<ReadScratch>();
-            LivePointer& live = outcomes[order[i]];
-            live = makeLiveLog(file.kind, options.attribCutoff);
-            // A file that can't be opened has a fresh state, and is tried again by the next scan.
-            live->read(file.path, *scratches[worker]);
-            if (options.finishFiles) live->finish();
-            live->giveBackRoom();
-        });
-    }
-    releaseFreeMemory();
+    std::vector<std::unique_ptr<ReadScratch>> scratches(workerCount(kept.size(), workers_));
+    parallelFor(kept.size(), workers_, [&](std::size_t i, std::size_t worker) {
+        outcomes[order[i]] = outcomeOf(files[kept[order[i]]], options, scratches[worker]);
+    });
     return outcomes;
 }
 
-/// Takes over what was read, and counts the files: those read now, and those that the previous scan knew.
-Engine::FileCounts Engine::merge(const std::vector<DiscoveredFile>& files, const FileIndices& kept,
-                                 std::vector<LivePointer> outcomes) {
-    FileCounts filesPerTool;
-    std::vector<std::string> seen;
-    for (std::size_t i = 0; i < kept.size(); ++i) {
-        const DiscoveredFile& file = files[kept[i]];
-        seen.push_back(file.path);
-        ++filesPerTool[file.kind];
-        live_[file.kind].insert_or_assign(file.path, std::move(outcomes[i]));
+/// A file that can't be opened has a fresh state, and is tried again by the next scan.
+Engine::ColdOutcome Engine::outcomeOf(const DiscoveredFile& file, const ScanOptions& options,
+                                      std::unique_ptr<ReadScratch>& scratch) const {
+    if (options.useCache)
+        if (auto restored = cache_.restore(file.path, file.stat)) return {std::move(restored), nullptr, {}};
+    if (!scratch) scratch = std::make_unique<ReadScratch>();
+    ColdOutcome outcome{std::nullopt, makeLiveLog(file.kind, options.attribCutoff), std::nullopt};
+    outcome.live->read(file.path, *scratch);
+    if (options.finishFiles) outcome.live->finish();
+    outcome.live->giveBackRoom();
+    if (options.useCache) outcome.row = ScanCache::rowOf(*outcome.live, file.path, file.stat, clock_());
+    return outcome;
+}
+
+void Engine::merge(const DiscoveredFile& file, ColdOutcome outcome) {
+    if (outcome.restored) {
+        if (outcome.restored->wasUsable) restored_[file.path] = std::move(outcome.restored->session);
+        return;
     }
-    countRest(seen, filesPerTool);
-    return filesPerTool;
+    restored_.erase(file.path);
+    live_[file.kind].insert_or_assign(file.path, std::move(outcome.live));
+    if (outcome.row) cache_.write(file.path, std::move(*outcome.row));
 }
 
 /// Counts what the previous scan found and this one didn't read, by the root that it lies in. So a file that

@@ -5,12 +5,14 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "Analytics/Snapshot.h"
 #include "Engine/LiveLog.h"
+#include "Engine/ScanCache.h"
 #include "Engine/ToolRoot.h"
 #include "Foundation/Clock.h"
 #include "Foundation/FileStat.h"
@@ -24,7 +26,10 @@ namespace ledgerfern {
 struct ScanOptions {
     /// Treat every file as finished: end it at its present end, an unfinished last line included.
     bool finishFiles = false;
-    /// Files last modified before this are left out of a first scan, uncounted.
+    /// Take what hasn't changed since from the file cache, and write there what is read for the first time.
+    bool useCache = false;
+    /// Files last modified before this are taken only if the cache answers for them, and are otherwise left
+    /// out, uncounted.
     std::optional<Instant> quickCutoff;
     /// Files last modified before this are left out and counted in `skippedOldFiles`.
     std::optional<Instant> skipFilesModifiedBefore;
@@ -34,17 +39,18 @@ struct ScanOptions {
 };
 
 /// The one object through which numbers are got: finds every session log below its roots, keeps a parser
-/// state for each in memory, so that a later scan reads only what was appended, and publishes whole
-/// snapshots.
+/// state for each in memory, so that a later scan reads only what was appended, restores from the file cache
+/// what hasn't changed since an earlier run, and publishes whole snapshots.
 ///
 /// Every operation but `skippedOldFiles` blocks its caller until it is through: they run one at a time, in
 /// the order in which they were asked for, from whatever threads. Nothing here fails: what can't be read is
 /// absent.
 class Engine {
 public:
-    /// `workers` is the number of threads that read new files, 0 for one each processor. Touches no file.
+    /// `workers` is the number of threads that read new files, 0 for one each processor; they ask the clock
+    /// too. `cachePath` is the file cache's; absent, it lies in the support directory. Touches no file.
     explicit Engine(std::vector<ToolRoot> roots = ToolRoot::defaults(), Clock clock = systemClock(),
-                    unsigned workers = 0);
+                    unsigned workers = 0, std::optional<std::string> cachePath = std::nullopt);
 
     Snapshot rescan(const ScanOptions& options = {});
     /// A snapshot of what is known, without a look at any file.
@@ -65,19 +71,31 @@ private:
     using LiveFiles = std::map<std::string, LivePointer>;  // by path
     using FileIndices = std::vector<std::size_t>;
     using FileCounts = std::map<ToolKind, std::int64_t>;
+    /// What looking at a file for the first time came to.
+    struct ColdOutcome {
+        std::optional<ScanCache::Restored> restored;  ///< Absent: it was read.
+        LivePointer live;
+        std::optional<ScanCache::NewRow> row;  ///< To be written.
+    };
 
     // The scan: Engine.cpp. Everything below runs on the queue.
     std::vector<DiscoveredFile> discoverFiles() const;
     void loadThreadNamesOnce();
+    class Presence;
     void forgetVanished(const std::vector<DiscoveredFile>& files);
+    void removeVanishedRows(const std::vector<DiscoveredFile>& files);
     FileIndices warmPass(const std::vector<DiscoveredFile>& files, const ScanOptions& options);
     void refresh(const DiscoveredFile& file, LivePointer& live, const ScanOptions& options);
     FileIndices select(const std::vector<DiscoveredFile>& files, FileIndices cold,
                        const ScanOptions& options);
-    std::vector<LivePointer> readCold(const std::vector<DiscoveredFile>& files, const FileIndices& kept,
-                                      const ScanOptions& options);
-    FileCounts merge(const std::vector<DiscoveredFile>& files, const FileIndices& kept,
-                     std::vector<LivePointer> outcomes);
+    FileCounts takeCold(const std::vector<DiscoveredFile>& files, const FileIndices& kept,
+                        const ScanOptions& options);
+    static std::size_t portionOf(const std::vector<DiscoveredFile>& files, std::span<const std::size_t> rest);
+    std::vector<ColdOutcome> readCold(const std::vector<DiscoveredFile>& files,
+                                      std::span<const std::size_t> kept, const ScanOptions& options) const;
+    ColdOutcome outcomeOf(const DiscoveredFile& file, const ScanOptions& options,
+                          std::unique_ptr<ReadScratch>& scratch) const;
+    void merge(const DiscoveredFile& file, ColdOutcome outcome);
     void countRest(const std::vector<std::string>& seen, FileCounts& filesPerTool) const;
     std::optional<ToolKind> kindForPath(std::string_view path) const;
 
@@ -90,7 +108,9 @@ private:
     const Clock clock_;
     const unsigned workers_;
     SerialQueue queue_{"ledgerfern.engine"};
-    std::map<ToolKind, LiveFiles> live_;   // of every kind, Codex first
+    std::map<ToolKind, LiveFiles> live_;              // of every kind, Codex first
+    std::map<std::string, SessionPointer> restored_;  // from the cache, of files without a live state
+    ScanCache cache_;
     std::vector<std::string> knownFiles_;  // what the previous scan found, sorted, each path once
     std::map<std::string, std::string> threadNames_;
     std::unique_ptr<ReadScratch> warmScratch_;

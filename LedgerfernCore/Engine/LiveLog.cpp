@@ -16,11 +16,11 @@ using RolloutParser::shrinkToFit;
 using RolloutParser::updateState;
 using RolloutParser::usable;
 
-std::string sessionIDOf(const ParseState&, const std::string& path) {
+std::optional<std::string> sessionIDOf(const ParseState&, const std::string& path) {
     return sessionIDForPath(path);
 }
-std::string sessionIDOf(const ClaudeCodeParser::State& state, const std::string& path) {
-    return state.sessionId.value_or(path);
+std::optional<std::string> sessionIDOf(const ClaudeCodeParser::State& state, const std::string&) {
+    return state.sessionId;
 }
 
 void addTo(FormatHealth::Report& report, const ParseState& state) {
@@ -40,7 +40,10 @@ public:
         finishEOF(state);
         return finalize(state, path);
     }
-    std::string sessionID(const std::string& path) const override { return sessionIDOf(state_, path); }
+    bool isUsable() const override { return usable(state_); }
+    std::optional<std::string> ownSessionID(const std::string& path) const override {
+        return sessionIDOf(state_, path);
+    }
     std::uint64_t bytesConsumed() const override { return state_.bytesConsumed; }
     std::int64_t malformedLines() const override { return state_.malformedLines; }
     std::optional<Instant> lastTs() const override { return state_.lastTs; }
@@ -52,7 +55,6 @@ private:
         return updateState(path, state_, scratch);
     }
     void finishState() override { finishEOF(state_); }
-    bool isUsable() const override { return usable(state_); }
     SessionResult finalized(const std::string& path) const override { return finalize(state_, path); }
 
     State state_;
@@ -69,8 +71,7 @@ void LiveLog::finish() {
     published_.reset();
 }
 
-SessionPointer LiveLog::session(const std::string& path) {
-    if (!isUsable()) return nullptr;
+SessionPointer LiveLog::result(const std::string& path) {
     if (!published_) published_ = std::make_shared<const SessionResult>(finalized(path));
     return published_;
 }

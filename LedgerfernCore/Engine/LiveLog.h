@@ -23,11 +23,17 @@ public:
     /// Takes the file as ended.
     void finish();
     /// The session, finalised anew only where the state has changed since; null where the state makes none.
-    SessionPointer session(const std::string& path);
+    SessionPointer session(const std::string& path) { return isUsable() ? result(path) : nullptr; }
+    /// The same, but never null.
+    SessionPointer result(const std::string& path);
+    /// Whether the state makes a session that is to be published.
+    virtual bool isUsable() const = 0;
     /// The session as if the file ended here. The state stays as it is.
     virtual SessionResult finished(const std::string& path) const = 0;
     /// What stands for the session where its thread is meant.
-    virtual std::string sessionID(const std::string& path) const = 0;
+    std::string sessionID(const std::string& path) const { return ownSessionID(path).value_or(path); }
+    /// Absent where neither the log nor its name tells it.
+    virtual std::optional<std::string> ownSessionID(const std::string& path) const = 0;
 
     virtual std::uint64_t bytesConsumed() const = 0;
     virtual std::int64_t malformedLines() const = 0;
@@ -44,7 +50,6 @@ protected:
 private:
     virtual bool readTail(const std::string& path, ReadScratch& scratch) = 0;
     virtual void finishState() = 0;
-    virtual bool isUsable() const = 0;
     virtual SessionResult finalized(const std::string& path) const = 0;
 
     SessionPointer published_;

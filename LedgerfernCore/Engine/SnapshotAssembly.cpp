@@ -53,6 +53,10 @@ SessionList Engine::publishSessions(std::map<std::string, std::string>& sessionI
             sessionIDs.insert_or_assign(path, log->sessionID(path));
         }
     }
+    for (const auto& [path, session] : restored_) {
+        sessions.push_back(session);
+        sessionIDs.insert_or_assign(path, sessionIDForPath(path));
+    }
     std::stable_sort(sessions.begin(), sessions.end(), [](const SessionPointer& a, const SessionPointer& b) {
         return a->lastTs.value_or(distantPast) > b->lastTs.value_or(distantPast);
     });
@@ -72,7 +76,12 @@ std::optional<SessionResult> Engine::fullResult(const std::string& path) {
     return queue_.sync([&]() -> std::optional<SessionResult> {
         for (const auto& [kind, logs] : live_)
             if (const auto log = logs.find(path); log != logs.end()) return log->second->finished(path);
-        return std::nullopt;
+        if (!restored_.contains(path)) return std::nullopt;
+        // The cache has lost what each request added most, and when those without a time were.
+        const auto log = makeLiveLog(kindForPath(path).value_or(ToolKind::claudeCode));
+        ReadScratch scratch;
+        log->read(path, scratch);
+        return log->finished(path);
     });
 }
 
