@@ -106,17 +106,6 @@ std::optional<UsageError> takeNow(const Parsed& parsed, Options& options) {
         "1772409600"};
 }
 
-/// There is no cache yet, so its options are only looked at.
-std::optional<UsageError> takeCache(const Parsed& parsed) {
-    const auto value = single(parsed, "--cache");
-    if (const auto* error = std::get_if<UsageError>(&value)) return *error;
-    const auto& file = std::get<std::optional<std::string>>(value);
-    if (file && isSet(parsed, "--no-cache"))
-        return UsageError{"--cache and --no-cache exclude each other; give one"};
-    if (file && file->empty()) return UsageError{"--cache needs the name of a file"};
-    return std::nullopt;
-}
-
 std::optional<UsageError> takeRoots(const Parsed& parsed, Options& options) {
     options.codexRoots = valuesOf(parsed, "--codex");
     options.claudeRoots = valuesOf(parsed, "--claude");
@@ -148,6 +137,19 @@ std::optional<UsageError> takeNumber(const Parsed& parsed, std::string_view name
                           " is out of place; it takes a whole number from " + std::to_string(least) + " to " +
                           std::to_string(most)};
     number = static_cast<std::size_t>(*value);
+    return std::nullopt;
+}
+
+/// The application's cache belongs to the usual folders, and holds no log as finished.
+std::optional<UsageError> takeCache(const Usage& usage, const Parsed& parsed, Options& options) {
+    if (auto error = takeText(parsed, "--cache", options.cacheFile)) return error;
+    if (options.cacheFile && isSet(parsed, "--no-cache"))
+        return UsageError{"--cache and --no-cache exclude each other; give one"};
+    if (options.cacheFile && options.cacheFile->empty())
+        return UsageError{"--cache needs the name of a file"};
+    const bool isUsual =
+        usage.usesCache && !options.namesRoots() && !options.finish && !isSet(parsed, "--no-cache");
+    options.usesCache = options.cacheFile || isUsual;
     return std::nullopt;
 }
 
@@ -244,14 +246,20 @@ std::optional<UsageError> take(const Usage& usage, const Parsed& parsed,
                                const std::vector<std::string>& operands, Options& options) {
     if (auto error = takeRoots(parsed, options)) return error;
     if (auto error = takeNow(parsed, options)) return error;
-    if (auto error = takeCache(parsed)) return error;
     if (auto error = takeScope(parsed, options)) return error;
     if (auto error = takeForm(parsed, options)) return error;
     if (auto error = takeDemo(parsed, options)) return error;
     options.finish = isSet(parsed, "--finish");
     options.defaultPrices = isSet(parsed, "--default-prices");
+    if (auto error = takeCache(usage, parsed, options)) return error;
     options.full = isSet(parsed, "--full");
     return takeOperand(usage, operands, options);
+}
+
+/// What the option does in a command that keeps nothing by itself.
+OptionText withoutCache(OptionText option) {
+    if (option.name == "--no-cache") option.meaning = "Changes nothing: without --cache, nothing is kept.";
+    return option;
 }
 
 }  // namespace
@@ -272,9 +280,12 @@ const std::vector<OptionText>& commonOptions() {
         {"--now", "SECONDS", "Take this for the present instant, in seconds since 1970."},
         {"--finish", "", "Take every log for finished, and count what its end holds open."},
         {"--cache", "FILE",
-         "Does nothing yet: FILE is neither read nor written. It is to keep what was read for the next "
-         "time."},
-        {"--no-cache", "", "Does nothing yet, since nothing is kept."},
+         "Keep in FILE what was read, and take from there what hasn't changed since. One FILE belongs to one "
+         "set of folders."},
+        {"--no-cache", "",
+         "Read all logs, and keep nothing. Without it and without --cache, what was read is kept in the "
+         "application's own cache, except with --codex, --claude or --finish, and by session, export, parity "
+         "and dump."},
         {"--default-prices", "",
          "Count costs by the built-in list prices. Without it, and without --codex and --claude, those count "
          "that you "
@@ -308,6 +319,7 @@ std::vector<OptionText> Usage::options() const {
                      if (isOwn) return false;
                      return scans || option.name == "--help" || option.name == "--version";
                  });
+    if (!usesCache) std::transform(all.begin(), all.end(), all.begin(), withoutCache);
     return all;
 }
 

@@ -22,6 +22,8 @@ struct Options {
     std::vector<std::string> claudeRoots;
     std::optional<Instant> now;  ///< The present instant; absent: the clock's.
     bool finish = false;
+    bool usesCache = false;                ///< The file cache is read and written.
+    std::optional<std::string> cacheFile;  ///< Absent: the application's own.
     bool defaultPrices = false;
     ColorMode color = ColorMode::automatic;
     bool full = false;                 ///< `dump` alone.
@@ -74,6 +76,7 @@ struct Usage {
     std::vector<OptionText> ownOptions;
     std::string_view operand;  ///< What its one operand is called; empty where it takes none.
     bool scans = true;         ///< It reads logs; otherwise it knows few of the common options.
+    bool usesCache = true;     ///< On the usual folders, without an option that says otherwise.
 
     /// Its own options, then the common ones that it doesn't explain by itself.
     std::vector<OptionText> options() const;

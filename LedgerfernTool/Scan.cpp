@@ -48,10 +48,11 @@ Scan scanRoots(const Options& options, Console& console) {
     Scan scan;
     for (const ToolRoot& root : roots)
         scan.folders.push_back(root.path);
-    scan.engine = std::make_unique<Engine>(std::move(roots), clock);
+    scan.engine = std::make_unique<Engine>(std::move(roots), clock, 0, options.cacheFile);
     const Progress progress(console.err);
     ScanOptions scanOptions;
     scanOptions.finishFiles = options.finish;
+    scanOptions.useCache = options.usesCache;
     scan.snapshot = scan.engine->rescan(scanOptions);
     scan.now = clock();
     return scan;

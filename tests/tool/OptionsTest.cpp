@@ -7,6 +7,7 @@ namespace {
 
 const Usage report{"report", {}, ""};
 const Usage session{"session", {}, "PATH|ID"};
+const Usage keepsNothing{"parity", {}, "", true, false};
 const Usage dump{"dump", {{"--full", "", "…"}}, ""};
 
 Options read(const Usage& usage, const std::vector<std::string>& arguments) {
@@ -85,7 +86,37 @@ TEST(Options, sayWhatAnInstantIs) {
 TEST(Options, refuseACacheAndNone) {
     EXPECT_EQ(errorOf(report, {"--cache", "f", "--no-cache"}),
               "--cache and --no-cache exclude each other; give one");
-    read(report, {"--no-cache"});
+    EXPECT_EQ(errorOf(report, {"--cache", ""}), "--cache needs the name of a file");
+    EXPECT_EQ(errorOf(report, {"--cache", "f", "--cache", "g"}),
+              "--cache is given more than once; it takes one value");
+}
+
+TEST(Options, useTheApplicationsCacheOnTheUsualFoldersAlone) {
+    EXPECT_TRUE(read(report, {}).usesCache);
+    EXPECT_EQ(read(report, {}).cacheFile, std::nullopt);
+    for (const std::vector<std::string>& arguments : std::vector<std::vector<std::string>>{
+             {"--no-cache"}, {"--codex", "a"}, {"--claude", "a"}, {"--finish"}}) {
+        EXPECT_FALSE(read(report, arguments).usesCache) << arguments[0];
+    }
+    EXPECT_FALSE(read(keepsNothing, {}).usesCache);
+}
+
+TEST(Options, useACacheThatIsNamedWhateverElseIsAsked) {
+    for (const Usage& usage : {report, keepsNothing}) {
+        const Options options = read(usage, {"--finish", "--codex", "a", "--cache", "f"});
+        EXPECT_TRUE(options.usesCache);
+        EXPECT_EQ(options.cacheFile, "f");
+    }
+}
+
+TEST(Options, tellOfTheCacheWhatHoldsForTheCommand) {
+    const auto meaningOf = [](const Usage& usage) {
+        for (const OptionText& option : usage.options())
+            if (option.name == "--no-cache") return std::string(option.meaning);
+        return std::string();
+    };
+    EXPECT_EQ(meaningOf(report).substr(0, 34), "Read all logs, and keep nothing. W");
+    EXPECT_EQ(meaningOf(keepsNothing), "Changes nothing: without --cache, nothing is kept.");
 }
 
 TEST(Options, refuseOneThatIsGivenTwice) {
