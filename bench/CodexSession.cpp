@@ -165,7 +165,8 @@ void CodexSession::reasoning() {
 }
 
 void CodexSession::answer() {
-    const auto length = static_cast<std::size_t>(std::min(dice.logNormal(500, 1), longestText));
+    const auto length =
+        static_cast<std::size_t>(std::min(dice.logNormal(500 * allTexts.scale, 1), longestText));
     const std::string_view content = allTexts.prose.take(dice, length);
     open("event_msg", "agent_message");
     member("message", content);

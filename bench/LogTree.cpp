@@ -75,9 +75,9 @@ void writeSession(const fs::path& path, SessionWriter& session, std::uint64_t si
     if (!file.flush()) throw std::runtime_error("can't write " + path.string());
 }
 
-void writeSessions(const fs::path& root, Agent agent, Random& random, std::uint64_t bytes,
-                   std::size_t files) {
-    const SessionTexts texts{Random(random.next())};
+void writeSessions(const fs::path& root, Agent agent, Random& random, std::uint64_t bytes, std::size_t files,
+                   double textScale) {
+    const SessionTexts texts(Random(random.next()), textScale);
     for (const std::uint64_t size : fileSizes(random, bytes, files)) {
         Random own(random.next());
         const std::int64_t start = firstDay * millisecondsADay +
@@ -104,7 +104,7 @@ void writeTree(const fs::path& tree, const TreeShape& shape) {
         if (shape.agent && shape.agent != agent) continue;
         const std::size_t parts = shape.agent ? 1 : 2;
         writeSessions(rootOf(tree, agent), agent, random, shape.bytes / parts,
-                      std::max<std::size_t>(shape.files / parts, 1));
+                      std::max<std::size_t>(shape.files / parts, 1), shape.textScale);
     }
 }
 

@@ -16,6 +16,7 @@ struct TreeShape {
     std::uint64_t bytes = 0;
     std::size_t files = 0;
     std::uint64_t seed = 1;
+    double textScale = 1;  ///< Of the texts' lengths; less makes more requests of the same bytes.
 };
 
 struct LogFile {

@@ -19,15 +19,32 @@ double median(std::vector<double> values) {
     return values.size() % 2 == 1 ? values[middle] : (values[middle - 1] + values[middle]) / 2;
 }
 
-std::uint64_t peakMemory() {
-    std::ifstream status("/proc/self/status");
+namespace {
+
+/// A number that the system tells of this process; 0 where it doesn't.
+std::uint64_t processFigure(const char* file, const std::string& wanted) {
+    std::ifstream lines(file);
     std::string key;
-    std::uint64_t kibibytes = 0;
-    while (status >> key) {
-        if (key == "VmHWM:" && status >> kibibytes) return kibibytes * 1024;
-        std::getline(status, key);
+    std::uint64_t number = 0;
+    while (lines >> key) {
+        if (key == wanted && lines >> number) return number;
+        std::getline(lines, key);
     }
     return 0;
+}
+
+}  // namespace
+
+std::uint64_t peakMemory() {
+    return processFigure("/proc/self/status", "VmHWM:") * 1024;
+}
+
+std::uint64_t residentMemory() {
+    return processFigure("/proc/self/status", "VmRSS:") * 1024;
+}
+
+std::uint64_t bytesRead() {
+    return processFigure("/proc/self/io", "rchar:");
 }
 
 void warmCache(const std::vector<std::filesystem::path>& files) {

@@ -24,6 +24,11 @@ double median(std::vector<double> values);
 /// The most memory that this process has had resident so far, in bytes; 0 where the system doesn't tell.
 std::uint64_t peakMemory();
 
+/// What is resident now, in bytes.
+std::uint64_t residentMemory();
+/// Bytes that this process has asked the system to read so far.
+std::uint64_t bytesRead();
+
 /// Reads the files, so that they are in the system's cache.
 void warmCache(const std::vector<std::filesystem::path>& files);
 

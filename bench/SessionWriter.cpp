@@ -33,7 +33,7 @@ void SessionWriter::member(std::string_view key, std::string_view value) {
 }
 
 void SessionWriter::text(std::string_view key, const TextPool& pool, double median, double sigma) {
-    const double length = std::min(dice.logNormal(median, sigma), longestText);
+    const double length = std::min(dice.logNormal(median * allTexts.scale, sigma), longestText);
     member(key, pool.take(dice, static_cast<std::size_t>(length)));
 }
 

@@ -13,9 +13,14 @@ constexpr double longestText = 190'000;  // bytes
 
 /// The texts that all sessions of a tree are made of.
 struct SessionTexts {
-    explicit SessionTexts(Random random)
-        : code(TextPool::code(random)), prose(TextPool::prose(random)), base64(TextPool::base64(random)) {}
+    /// Lengths are `scale` times those of real logs, but for the longest.
+    explicit SessionTexts(Random random, double textScale = 1)
+        : scale(textScale),
+          code(TextPool::code(random)),
+          prose(TextPool::prose(random)),
+          base64(TextPool::base64(random)) {}
 
+    double scale;
     TextPool code;
     TextPool prose;
     TextPool base64;
