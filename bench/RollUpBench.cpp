@@ -14,8 +14,8 @@
 namespace ledgerfern::bench {
 namespace {
 
-constexpr std::size_t sessionCount = 2'000;
-constexpr std::size_t requestsPerSession = 500;
+constexpr std::size_t sessionCount = 10'000;
+constexpr std::size_t requestsPerSession = 100;
 
 /// A state as it is after a file has been read: requests some minutes apart over hours, and a dozen tool
 /// labels.
@@ -63,7 +63,7 @@ SessionList publishedSessions() {
 void assembleAndRollUp(benchmark::State& run) {
     for (auto _ : run) {
         const SessionList sessions = publishedSessions();
-        benchmark::DoNotOptimize(Aggregates(sessions, 2'000, Aggregates::cycleAnchorFrom(sessions)));
+        benchmark::DoNotOptimize(Aggregates(sessions, sessionCount, Aggregates::cycleAnchorFrom(sessions)));
     }
 }
 BENCHMARK(assembleAndRollUp)->Unit(benchmark::kMillisecond);
@@ -71,7 +71,7 @@ BENCHMARK(assembleAndRollUp)->Unit(benchmark::kMillisecond);
 void rollUp(benchmark::State& run) {
     const SessionList sessions = publishedSessions();
     for (auto _ : run)
-        benchmark::DoNotOptimize(Aggregates(sessions, 2'000, Aggregates::cycleAnchorFrom(sessions)));
+        benchmark::DoNotOptimize(Aggregates(sessions, sessionCount, Aggregates::cycleAnchorFrom(sessions)));
 }
 BENCHMARK(rollUp)->Unit(benchmark::kMillisecond);
 

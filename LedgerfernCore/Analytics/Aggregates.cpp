@@ -5,6 +5,7 @@
 #include <set>
 #include <unordered_map>
 
+#include "Analytics/LabelNumbers.h"
 #include "Foundation/Arithmetic.h"
 #include "Foundation/Numbers.h"
 #include "UsageRecords/TSDate.h"
@@ -45,7 +46,21 @@ struct HourBuckets {
 };
 
 using HourTable = std::unordered_map<std::int64_t, HourBuckets>;
-using ToolSums = std::unordered_map<std::string_view, ToolStat>;
+
+/// The tools' sums, by the number of the label.
+struct ToolSums {
+    LabelNumbers labels;
+    std::vector<ToolStat> stats;
+
+    void add(const ToolTable& tools) {
+        labels.beginSession();
+        for (const auto& [label, stat] : tools) {
+            const std::size_t number = labels.numberOf(label);
+            if (number == stats.size()) stats.emplace_back();
+            stats[number].add(stat);
+        }
+    }
+};
 
 std::optional<std::string> cycleKey(double start) {
     const auto seconds = truncated(start);
@@ -177,13 +192,13 @@ Aggregates::Aggregates(const SessionList& results, std::int64_t fileCount, std::
     for (const SessionPointer& session : results) {
         totals.add(session->totals);
         takeReading(*this, *session);
-        for (const auto& [label, stat] : session->tools)
-            toolSums[label].add(stat);
+        toolSums.add(session->tools);
         RequestRollUp rollUp(*this, hours, session->project);
         for (const RequestRecord& request : session->requests.records())
             rollUp.add(request);
     }
-    tools.insert(toolSums.begin(), toolSums.end());
+    for (std::size_t i = 0; i < toolSums.stats.size(); ++i)
+        tools.emplace(toolSums.labels.texts()[i], toolSums.stats[i]);
     sessionsAnalyzed = static_cast<std::int64_t>(results.size());
 }
 

@@ -88,10 +88,9 @@ std::optional<Insight> StartupSums::finding() const {
 }
 
 void ConsumerSums::add(const SessionResult& session) {
-    std::size_t label = 0;
-    for (const auto& [text, stat] : session.tools) {
-        label = labelAfter(label, text);
-        const Number consumer = labels_[label].consumer;
+    labels_.beginSession();
+    for (const auto& [label, stat] : session.tools) {
+        const Number consumer = consumerOfLabel(label);
         std::int64_t impact = stat.attribInput;
         addFromOutside(impact, stat.attribOutput);
         addFromOutside(consumers_[consumer].impact, impact);
@@ -102,24 +101,15 @@ void ConsumerSums::add(const SessionResult& session) {
     usedTo_.push_back(used_.size());
 }
 
-/// The label with the text. Sessions have much the same labels in the same order, so what came next the last
-/// time mostly comes next again, and is found without a search.
-std::size_t ConsumerSums::labelAfter(std::size_t previous, std::string_view text) {
-    const std::size_t expected = labels_[previous].next;
-    if (expected != 0 && labels_[expected].text == text) return expected;
-    const std::size_t label = labelOf(text);
-    labels_[previous].next = label;
-    return label;
-}
-
-std::size_t ConsumerSums::labelOf(std::string_view text) {
-    const auto [label, isNew] = labelsByText_.try_emplace(text, labels_.size());
-    if (!isNew) return label->second;
-    const std::string_view key = consumerOf(text);
-    const auto [number, isNewKey] = numbers_.try_emplace(key, static_cast<Number>(consumers_.size()));
-    if (isNewKey) consumers_.push_back({key});
-    labels_.push_back({text, number->second});
-    return label->second;
+ConsumerSums::Number ConsumerSums::consumerOfLabel(std::string_view label) {
+    const std::size_t number = labels_.numberOf(label);
+    if (number == consumersOfLabels_.size()) {
+        const std::string_view key = consumerOf(label);
+        const auto [entry, isNew] = numbers_.try_emplace(key, static_cast<Number>(consumers_.size()));
+        if (isNew) consumers_.push_back({key});
+        consumersOfLabels_.push_back(entry->second);
+    }
+    return consumersOfLabels_[number];
 }
 
 /// The candidate with the largest impact; null without any.

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "Analytics/InsightRules.h"
+#include "Analytics/LabelNumbers.h"
 
 /// What each rule remembers of the sessions. A rule is shown them one by one, in order, and then asked for
 /// its finding: sessions lie scattered over memory, so that a pass over all of them costs more than what a
@@ -73,20 +74,14 @@ private:
         std::string_view key;
         std::int64_t impact = 0;
     };
-    struct Label {
-        std::string_view text;
-        Number consumer = 0;
-        std::size_t next = 0;  ///< The label that came next the last time.
-    };
 
-    std::size_t labelAfter(std::size_t previous, std::string_view text);
-    std::size_t labelOf(std::string_view text);
+    Number consumerOfLabel(std::string_view label);
     const Consumer* top() const;
     std::vector<std::string> usersOf(const Consumer& consumer) const;
 
-    std::vector<Label> labels_ = {{}};  // the first is none, and what comes before a session's first
-    std::unordered_map<std::string_view, std::size_t> labelsByText_;
-    std::vector<Consumer> consumers_;  // by number
+    LabelNumbers labels_;
+    std::vector<Number> consumersOfLabels_;  // by the labels' numbers
+    std::vector<Consumer> consumers_;        // by number
     std::unordered_map<std::string_view, Number> numbers_;
     std::int64_t total_ = 0;
     SessionRefs sessions_;

@@ -123,6 +123,8 @@ std::string repairedUtf8(std::string_view bytes) {
 }
 
 std::size_t characterCount(std::string_view text) {
+    if (std::all_of(text.begin(), text.end(), isAscii) && text.find('\r') == std::string_view::npos)
+        return text.size();
     std::size_t count = 0;
     for (; !text.empty(); ++count)
         text.remove_prefix(firstCharacterLength(text));
