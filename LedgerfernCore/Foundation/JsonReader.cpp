@@ -42,26 +42,6 @@ bool isLackOfMemory(simdjson::error_code error) {
     return error == simdjson::MEMALLOC || error == simdjson::CAPACITY;
 }
 
-template <class T>
-std::optional<T> get(const OptionalJson& value) {
-    T result;
-    if (!value || value->get(result) != simdjson::SUCCESS) return std::nullopt;
-    return result;
-}
-
-std::optional<std::int64_t> truncatedNumber(const JsonValue& value) {
-    switch (value.type()) {
-        case simdjson::dom::element_type::INT64:
-            return get<std::int64_t>(value);
-        case simdjson::dom::element_type::DOUBLE:
-            return truncated(*get<double>(value));
-        case simdjson::dom::element_type::BOOL:
-            return *get<bool>(value) ? 1 : 0;
-        default:
-            return std::nullopt;
-    }
-}
-
 }  // namespace
 
 OptionalJson JsonReader::read(std::string_view text) {
@@ -112,26 +92,21 @@ void JsonReader::releaseMemory() {
     if (normalised_.capacity() > keptCapacity) normalised_ = {};
 }
 
-std::optional<JsonObject> asObject(const OptionalJson& value) {
-    return get<JsonObject>(value);
-}
-
-std::optional<JsonArray> asArray(const OptionalJson& value) {
-    return get<JsonArray>(value);
-}
-
-std::optional<std::string_view> asString(const OptionalJson& value) {
-    return get<std::string_view>(value);
-}
-
-std::optional<std::int64_t> asInteger(const OptionalJson& value) {
-    return value ? truncatedNumber(*value) : std::nullopt;
+std::optional<std::int64_t> detail::truncatedNumber(const JsonValue& value) {
+    switch (value.type()) {
+        case simdjson::dom::element_type::DOUBLE:
+            return truncated(*get<double>(value));
+        case simdjson::dom::element_type::BOOL:
+            return *get<bool>(value) ? 1 : 0;
+        default:
+            return std::nullopt;
+    }
 }
 
 std::optional<double> asDouble(const OptionalJson& value) {
-    if (const auto flag = get<bool>(value)) return *flag ? 1.0 : 0.0;
+    if (const auto flag = detail::get<bool>(value)) return *flag ? 1.0 : 0.0;
     // Converts integers too, signed and unsigned.
-    return get<double>(value);
+    return detail::get<double>(value);
 }
 
 }  // namespace ledgerfern

@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstdint>
+#include <cstring>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -57,32 +58,64 @@ private:
 /// and an empty result, where there is nothing to replace.
 bool normaliseJson(std::string_view text, std::string& result);
 
+namespace detail {
+
+template <class T>
+std::optional<T> get(const OptionalJson& value) {
+    T result;
+    if (!value || value->get(result) != simdjson::SUCCESS) return std::nullopt;
+    return result;
+}
+
+/// Of a number that isn't a 64-bit integer, and of a Boolean.
+std::optional<std::int64_t> truncatedNumber(const JsonValue& value);
+
+/// A literal's length is known when this is compiled, so a few instructions do instead of a call.
+template <std::size_t size>
+bool isKey(std::string_view key, const char (&name)[size]) {
+    return key.size() == size - 1 && std::memcmp(key.data(), name, size - 1) == 0;
+}
+inline bool isKey(std::string_view key, std::string_view name) {
+    return key == name;
+}
+
+}  // namespace detail
+
 /// The value as what it is asked for; absent where it is missing or of another type.
-std::optional<JsonObject> asObject(const OptionalJson& value);
-std::optional<JsonArray> asArray(const OptionalJson& value);
+inline std::optional<JsonObject> asObject(const OptionalJson& value) {
+    return detail::get<JsonObject>(value);
+}
+inline std::optional<JsonArray> asArray(const OptionalJson& value) {
+    return detail::get<JsonArray>(value);
+}
 /// The text is UTF-8 and lives as long as the value.
-std::optional<std::string_view> asString(const OptionalJson& value);
+inline std::optional<std::string_view> asString(const OptionalJson& value) {
+    return detail::get<std::string_view>(value);
+}
 /// A number cut toward zero, a Boolean as 1 or 0. Absent too where the result doesn't fit 64 bits.
-std::optional<std::int64_t> asInteger(const OptionalJson& value);
+inline std::optional<std::int64_t> asInteger(const OptionalJson& value) {
+    if (const auto integer = detail::get<std::int64_t>(value)) return integer;
+    return value ? detail::truncatedNumber(*value) : std::nullopt;
+}
 /// A number, a Boolean as 1 or 0.
 std::optional<double> asDouble(const OptionalJson& value);
 
-/// The values of the named members, in the order of the names, in one pass over the object. Of a key that
-/// occurs twice the last value counts.
+/// The values of the named members, in the order of the names, in one pass over the object. The names are
+/// distinct: literals, or views of texts. Of a key that occurs twice the last value counts.
 template <class... Names>
-std::array<OptionalJson, sizeof...(Names)> members(const JsonObject& object, Names... names) {
-    const std::array<std::string_view, sizeof...(Names)> wanted{std::string_view(names)...};
+std::array<OptionalJson, sizeof...(Names)> members(const JsonObject& object, const Names&... names) {
     std::array<OptionalJson, sizeof...(Names)> found;
     for (const auto field : object) {
-        const std::string_view key = field.key;
-        for (std::size_t i = 0; i < wanted.size(); ++i)
-            if (key == wanted[i]) found[i] = field.value;
+        std::size_t i = 0;
+        const bool isWanted = ((detail::isKey(field.key, names) || (++i, false)) || ...);
+        if (isWanted) found[i] = field.value;
     }
     return found;
 }
 
 /// The value of one member; the last where the key occurs twice.
-inline OptionalJson member(const JsonObject& object, std::string_view name) {
+template <class Name>
+OptionalJson member(const JsonObject& object, const Name& name) {
     return members(object, name)[0];
 }
 
