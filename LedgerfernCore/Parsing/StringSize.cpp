@@ -6,6 +6,7 @@
 #include "Parsing/StringSize.h"
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstring>
 
@@ -17,53 +18,59 @@ constexpr std::size_t lanes = 16;
 using Bytes = std::uint8_t __attribute__((vector_size(lanes)));
 using SignedBytes = std::int8_t __attribute__((vector_size(lanes)));
 
-// A block of bytes is compared with signs: the processors that matter have no other comparison. A mask holds
-// −1 where a byte is of the sort asked for, and 0 elsewhere.
+// A mask holds −1 where a byte is of the sort asked for, and 0 elsewhere.
 
-/// The bytes with their order kept when they are read as signed ones.
-SignedBytes ordered(Bytes bytes) {
-    return reinterpret_cast<SignedBytes>(bytes ^ 0x80);
-}
-
-constexpr std::int8_t ordered(int byte) {
-    return static_cast<std::int8_t>(byte - 0x80);
+/// The bytes from `first` to `last`, which may go on behind 0xFF with 0; at most 128 of the 256. The
+/// processors that matter compare bytes with signs only, so `first` is moved to the lowest of those.
+SignedBytes isWithin(Bytes bytes, int first, int last) {
+    const auto moved = reinterpret_cast<SignedBytes>(bytes - static_cast<std::uint8_t>(first + 0x80));
+    return moved < static_cast<std::int8_t>(((last - first) & 0xFF) + 1 - 0x80);
 }
 
 /// 0x80 to 0xBF, which go on with a character.
 SignedBytes continuesCharacter(Bytes bytes) {
-    return reinterpret_cast<SignedBytes>(bytes) < static_cast<std::int8_t>(0xC0 - 0x100);
+    return isWithin(bytes, 0x80, 0xBF);
 }
 
-/// The first byte of a character that takes two code units.
-SignedBytes startsPair(Bytes bytes) {
-    return ordered(bytes) > ordered(0xEF);
+/// The control characters without a short escape, which \b \t \n \f \r have.
+SignedBytes takesSix(Bytes bytes) {
+    return isWithin(bytes, 0, 0x1F) ^ isWithin(bytes, '\b', '\r') ^ (bytes == '\v');
 }
 
-SignedBytes isControl(Bytes bytes) {
-    return ordered(bytes) < ordered(0x20);
-}
+// What the bytes of a block, or a single byte, add beyond 1 each: a block in the negative.
 
-/// The control characters with a short escape: \b \t \n \f \r.
-SignedBytes hasShortEscape(Bytes bytes) {
-    const SignedBytes fromBackspaceToReturn = ordered(bytes - '\b') < ordered('\r' - '\b' + 1);
-    return fromBackspaceToReturn ^ (bytes == '\v');
-}
+struct Plain {
+    static SignedBytes less(Bytes bytes) {
+        // The first byte of a character that takes two code units.
+        return isWithin(bytes, 0xF0, 0xFF) - continuesCharacter(bytes);
+    }
 
-/// What a block's bytes add beyond 1 each, in the negative: once, and four times.
-struct Surplus {
-    SignedBytes once;
-    SignedBytes fourfold;
+    static constexpr int more(int byte) {
+        if (byte >= 0xF0) return 1;
+        return byte >= 0x80 && byte < 0xC0 ? -1 : 0;
+    }
 };
 
-Surplus plainSurplus(Bytes bytes) {
-    return {startsPair(bytes) - continuesCharacter(bytes), SignedBytes{}};
-}
+struct Escaped {
+    static SignedBytes less(Bytes bytes) {
+        const SignedBytes two = isWithin(bytes, 0xF0, 0x1F) | (bytes == '"') | (bytes == '\\');
+        return two - continuesCharacter(bytes) + (takesSix(bytes) & std::int8_t{-4});
+    }
 
-Surplus escapedSurplus(Bytes bytes) {
-    const SignedBytes control = isControl(bytes);
-    const SignedBytes two = startsPair(bytes) | (bytes == '"') | (bytes == '\\') | control;
-    return {two - continuesCharacter(bytes), control ^ hasShortEscape(bytes)};
-}
+    static constexpr int more(int byte) {
+        if (byte == '"' || byte == '\\') return 1;
+        if (byte >= 0x20) return Plain::more(byte);
+        return byte >= '\b' && byte <= '\r' && byte != '\v' ? 1 : 5;
+    }
+};
+
+template <class Sort>
+constexpr auto moreOfEachByte = [] {
+    std::array<std::int8_t, 256> more{};
+    for (int byte = 0; byte < 256; ++byte)
+        more[static_cast<std::size_t>(byte)] = static_cast<std::int8_t>(Sort::more(byte));
+    return more;
+}();
 
 std::int64_t sumOfLanes(SignedBytes bytes) {
     // Counted from −128, so that the eight of a half add up without signs.
@@ -85,43 +92,38 @@ Bytes load(const char* data) {
     return bytes;
 }
 
-template <Surplus (*surplus)(Bytes)>
+/// Most texts are keys and names, shorter than a block; and what is left of a long one is one too.
+template <class Sort>
+std::int64_t weighShort(std::string_view text) {
+    auto size = static_cast<std::int64_t>(text.size());
+    for (const char c : text)
+        size += moreOfEachByte<Sort>[static_cast<unsigned char>(c)];
+    return size;
+}
+
+template <class Sort>
 std::int64_t weigh(std::string_view text) {
-    constexpr std::size_t blocksPerSum = 127;
-    std::int64_t added = 0;
-    const char* data = text.data();
-    std::size_t blocks = text.size() / lanes;
-    while (blocks > 0) {
-        SignedBytes once{};
-        SignedBytes fourfold{};
-        const std::size_t count = std::min(blocks, blocksPerSum);
-        for (std::size_t i = 0; i < count; ++i, data += lanes) {
-            const Surplus more = surplus(load(data));
-            once += more.once;
-            fourfold += more.fourfold;
-        }
-        added -= sumOfLanes(once) + 4 * sumOfLanes(fourfold);
-        blocks -= count;
+    constexpr std::size_t blocksPerSum = 127 / 5;
+    std::int64_t size = 0;
+    while (text.size() >= lanes) {
+        const std::size_t blocks = std::min(text.size() / lanes, blocksPerSum);
+        SignedBytes less{};
+        for (std::size_t i = 0; i < blocks; ++i)
+            less += Sort::less(load(text.data() + i * lanes));
+        size += static_cast<std::int64_t>(blocks * lanes) - sumOfLanes(less);
+        text.remove_prefix(blocks * lanes);
     }
-    if (const std::size_t rest = text.size() % lanes) {
-        // Filled up with a byte that adds nothing.
-        char last[lanes];
-        std::memset(last, 'x', lanes);
-        std::memcpy(last, data, rest);
-        const Surplus more = surplus(load(last));
-        added -= sumOfLanes(more.once) + 4 * sumOfLanes(more.fourfold);
-    }
-    return static_cast<std::int64_t>(text.size()) + added;
+    return size + weighShort<Sort>(text);
 }
 
 }  // namespace
 
 std::int64_t utf16Size(std::string_view text) {
-    return weigh<plainSurplus>(text);
+    return weigh<Plain>(text);
 }
 
 std::int64_t escapedUtf16Size(std::string_view text) {
-    return weigh<escapedSurplus>(text);
+    return weigh<Escaped>(text);
 }
 
 }  // namespace ledgerfern
