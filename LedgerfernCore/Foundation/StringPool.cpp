@@ -1,8 +1,38 @@
 #include "Foundation/StringPool.h"
 
-#include <functional>
+#include <cstring>
 
 namespace ledgerfern {
+
+namespace {
+
+std::uint64_t wordAt(std::string_view text, std::size_t at) {
+    std::uint64_t word = 0;
+    std::memcpy(&word, text.data() + at, sizeof word);
+    return word;
+}
+
+/// Ids and labels of 10 to 40 bytes are looked up all the time: their hash takes eight bytes at once, the
+/// last eight whether or not some were taken before.
+std::size_t hashOf(std::string_view text) {
+    constexpr std::size_t step = sizeof(std::uint64_t);
+    std::uint64_t hash = text.size();
+    const auto add = [&](std::uint64_t word) {
+        hash = (hash ^ word) * 0x9E3779B97F4A7C15;
+        hash ^= hash >> 32;
+    };
+    if (text.size() < step) {
+        for (const char c : text)
+            add(static_cast<unsigned char>(c));
+    } else {
+        for (std::size_t at = 0; at + step < text.size(); at += step)
+            add(wordAt(text, at));
+        add(wordAt(text, text.size() - step));
+    }
+    return static_cast<std::size_t>(hash);
+}
+
+}  // namespace
 
 StringPool::Index StringPool::add(std::string_view text) {
     if (text.size() > UINT32_MAX - bytes_.size() || ends_.size() >= none - 1) return none;
@@ -19,7 +49,7 @@ void StringPool::shrinkToFit() {
 /// The slot that holds `text`, or the free slot where it belongs. The table must have a free slot.
 std::size_t StringIndex::slotOf(std::string_view text) const {
     const std::size_t mask = slots_.size() - 1;
-    std::size_t slot = std::hash<std::string_view>{}(text)&mask;
+    std::size_t slot = hashOf(text) & mask;
     while (slots_[slot] != StringPool::none && pool_[slots_[slot]] != text)
         slot = (slot + 1) & mask;
     return slot;
