@@ -92,8 +92,9 @@ private:
 
     static Hit compare(std::string_view line, std::size_t at) {
         const std::string_view rest = line.substr(at);
+        // Most candidates fail; the letter rules most markers out for each.
         for (std::size_t i = 0; i < markers.size(); ++i)
-            if (rest.starts_with(markers[i])) return {at, i};
+            if (rest[1] == markers[i][1] && rest.starts_with(markers[i])) return {at, i};
         return {npos, 0};
     }
 };
