@@ -70,7 +70,7 @@ struct Record {
 };
 
 bool isSynthetic(const Record& record) {
-    return record.model == "<synthetic>";
+    return equals(record.model, "<synthetic>");
 }
 
 void takeTime(const Record& record, State& state) {
@@ -92,7 +92,7 @@ void takeMeta(const Record& record, State& state) {
 }
 
 void takeFirstMessage(const Record& record, State& state) {
-    if (state.firstUserMessage || record.type != "user") return;
+    if (state.firstUserMessage || !equals(record.type, "user")) return;
     auto text = RolloutParser::firstText(record.messageContent ? record.messageContent : record.content);
     // A text that starts with "<" is a block of tags that the client put there.
     if (text && !text->starts_with('<')) state.firstUserMessage = std::move(text);
@@ -113,7 +113,7 @@ void forEachBlock(const JsonArray& blocks, const Take& take) {
 
 void takeUserBlock(const JsonObject& block, State& state) {
     const auto [type, id, content, text] = members(block, "type", "tool_use_id", "content", "text");
-    if (asString(type) == "tool_result") {
+    if (equals(asString(type), "tool_result")) {
         const auto callId = asString(id);
         const auto label = callId ? state.labels.labelOf(*callId) : StringPool::none;
         if (label == StringPool::none)
@@ -167,12 +167,19 @@ void takeToolUse(const JsonObject& block, State& state) {
 void takeAssistantBlock(const JsonObject& block, State& state) {
     const auto [typeValue, text, thinking] = members(block, "type", "text", "thinking");
     const auto type = asString(typeValue);
-    if (type == "tool_use")
+    if (equals(type, "tool_use"))
         takeToolUse(block, state);
-    else if (type == "text")
+    else if (equals(type, "text"))
         addEntry(state.curAsst, state, replayedLabel, approxLen(text));
-    else if (type == "thinking")
+    else if (equals(type, "thinking"))
         addEntry(state.curAsst, state, replayedLabel, approxLen(thinking));
+}
+
+/// Most lines go on with the request before.
+bool wasSeen(std::string_view requestId, State& state) {
+    StringIndex& seen = state.seenRequestIds;
+    if (seen.size() > 0 && seen[static_cast<StringPool::Index>(seen.size() - 1)] == requestId) return true;
+    return seen.find(requestId) != StringPool::none;
 }
 
 void takeAssistant(const Record& record, State& state) {
@@ -180,19 +187,20 @@ void takeAssistant(const Record& record, State& state) {
         if (!isSynthetic(record)) state.assistantWithoutUsage = checkedAdd(state.assistantWithoutUsage, 1);
         return;
     }
-    if (state.seenRequestIds.find(*record.requestId) == StringPool::none) openRequest(record, state);
+    if (!wasSeen(*record.requestId, state)) openRequest(record, state);
     if (const auto blocks = asArray(record.messageContent))
         forEachBlock(*blocks, [&](const JsonObject& block) { takeAssistantBlock(block, state); });
 }
 
 void dispatch(const Record& record, State& state) {
-    if (record.type == "system") {
-        if (record.subtype == "compact_boundary") state.trackers[record.chain()].pendingCompaction = true;
-    } else if (record.type == "user") {
+    if (equals(record.type, "system")) {
+        if (equals(record.subtype, "compact_boundary"))
+            state.trackers[record.chain()].pendingCompaction = true;
+    } else if (equals(record.type, "user")) {
         takeUser(record, state);
-    } else if (record.type == "attachment") {
+    } else if (equals(record.type, "attachment")) {
         addEntry(state.nextAdds, state, "attachments", approxLen(record.attachment));
-    } else if (record.type == "assistant") {
+    } else if (equals(record.type, "assistant")) {
         takeAssistant(record, state);
     }
 }

@@ -53,8 +53,8 @@ OptionalJson JsonReader::readPadded(std::string_view text) {
 }
 
 OptionalJson JsonReader::readOrMend(std::string_view text, bool copy) {
-    constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
-    if (text.starts_with(byteOrderMark)) return std::nullopt;  // not every version refuses it
+    // A byte-order mark, which not every version refuses; nothing else that is valid begins like it.
+    if (!text.empty() && text.front() == '\xEF') return std::nullopt;
     JsonValue value;
     const auto error = parse(text, copy, value);
     if (error == simdjson::SUCCESS) [[likely]]
@@ -89,7 +89,7 @@ void JsonReader::releaseMemory() {
         parser_ = simdjson::dom::parser();
         document_ = simdjson::dom::document();
     }
-    if (normalised_.capacity() > keptCapacity) normalised_ = {};
+    if (normalised_.capacity() > keptCapacity) normalised_ = std::string();
 }
 
 std::optional<std::int64_t> detail::truncatedNumber(const JsonValue& value) {

@@ -4,10 +4,11 @@
 
 #include <array>
 #include <cstdint>
-#include <cstring>
 #include <optional>
 #include <string>
 #include <string_view>
+
+#include "Foundation/Literal.h"
 
 namespace ledgerfern {
 
@@ -60,8 +61,9 @@ bool normaliseJson(std::string_view text, std::string& result);
 
 namespace detail {
 
+/// Asked for several times a line, and short: worth being inside of whoever asks.
 template <class T>
-std::optional<T> get(const OptionalJson& value) {
+[[gnu::always_inline]] inline std::optional<T> get(const OptionalJson& value) {
     T result;
     if (!value || value->get(result) != simdjson::SUCCESS) return std::nullopt;
     return result;
@@ -70,10 +72,9 @@ std::optional<T> get(const OptionalJson& value) {
 /// Of a number that isn't a 64-bit integer, and of a Boolean.
 std::optional<std::int64_t> truncatedNumber(const JsonValue& value);
 
-/// A literal's length is known when this is compiled, so a few instructions do instead of a call.
 template <std::size_t size>
 bool isKey(std::string_view key, const char (&name)[size]) {
-    return key.size() == size - 1 && std::memcmp(key.data(), name, size - 1) == 0;
+    return equals(key, name);
 }
 inline bool isKey(std::string_view key, std::string_view name) {
     return key == name;

@@ -1,5 +1,6 @@
 #include "Foundation/StringPool.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace ledgerfern {
@@ -32,6 +33,16 @@ std::size_t hashOf(std::string_view text) {
     return static_cast<std::size_t>(hash);
 }
 
+/// Most are equal if they are as long, and then it is quicker not to call anybody.
+bool areEqual(std::string_view a, std::string_view b) {
+    constexpr std::size_t step = sizeof(std::uint64_t);
+    if (a.size() != b.size()) return false;
+    if (a.size() < step) return a == b;
+    for (std::size_t at = 0; at + step < a.size(); at += step)
+        if (wordAt(a, at) != wordAt(b, at)) return false;
+    return wordAt(a, a.size() - step) == wordAt(b, b.size() - step);
+}
+
 }  // namespace
 
 StringPool::Index StringPool::add(std::string_view text) {
@@ -50,24 +61,30 @@ void StringPool::shrinkToFit() {
 std::size_t StringIndex::slotOf(std::string_view text) const {
     const std::size_t mask = slots_.size() - 1;
     std::size_t slot = hashOf(text) & mask;
-    while (slots_[slot] != StringPool::none && pool_[slots_[slot]] != text)
+    while (slots_[slot] != StringPool::none && !areEqual(pool_[slots_[slot]], text))
         slot = (slot + 1) & mask;
     return slot;
 }
 
-StringIndex::Index StringIndex::find(std::string_view text) const {
-    return slots_.empty() ? StringPool::none : slots_[slotOf(text)];
+StringIndex::Index StringIndex::find(std::string_view text) {
+    if (pool_.size() == 0) return StringPool::none;
+    if (slots_.empty()) makeRoom();
+    return slots_[slotOf(text)];
 }
 
 StringIndex::Index StringIndex::intern(std::string_view text) {
-    if (slots_.size() / 4 * 3 <= pool_.size()) grow();
+    if (slots_.size() / 4 * 3 <= pool_.size()) makeRoom();
     const std::size_t slot = slotOf(text);
     if (slots_[slot] == StringPool::none) slots_[slot] = pool_.add(text);
     return slots_[slot];
 }
 
-void StringIndex::grow() {
-    slots_.assign(slots_.empty() ? 8 : slots_.size() * 2, StringPool::none);
+/// Makes a table with room for another string.
+void StringIndex::makeRoom() {
+    std::size_t size = std::max<std::size_t>(slots_.size(), 8);
+    while (size / 4 * 3 <= pool_.size())
+        size *= 2;
+    slots_.assign(size, StringPool::none);
     for (Index index = 0; index < pool_.size(); ++index)
         slots_[slotOf(pool_[index])] = index;
 }

@@ -38,7 +38,7 @@ private:
 };
 
 /// A `StringPool` whose strings are distinct, with a flat hash table to find them: 5 to 11 bytes a
-/// string beside the arena.
+/// string beside the arena, while strings are looked for.
 class StringIndex {
 public:
     using Index = StringPool::Index;
@@ -48,17 +48,21 @@ public:
     std::string_view operator[](Index index) const { return pool_[index]; }
 
     /// The index of `text`, or `StringPool::none` where it isn't there.
-    Index find(std::string_view text) const;
+    Index find(std::string_view text);
     /// The index of `text`, which is added where it isn't there; `StringPool::none` where it can't be.
     Index intern(std::string_view text);
-    void shrinkToFit() { pool_.shrinkToFit(); }
+    /// Gives back what isn't needed to hold the strings, until the next look for one.
+    void shrinkToFit() {
+        pool_.shrinkToFit();
+        slots_ = std::vector<Index>();
+    }
 
 private:
     std::size_t slotOf(std::string_view text) const;
-    void grow();
+    void makeRoom();
 
     StringPool pool_;
-    std::vector<Index> slots_;  // a power of two, at most 3/4 full; `none` is a free slot
+    std::vector<Index> slots_;  // none, or a power of two and at most 3/4 full; `none` is a free slot
 };
 
 }  // namespace ledgerfern

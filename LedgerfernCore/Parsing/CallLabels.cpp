@@ -3,9 +3,10 @@
 namespace ledgerfern {
 
 CallLabels::Index CallLabels::number(std::string_view id) {
-    const Index number = ids_.intern(id);
-    if (number != StringPool::none && number == labels_.size()) labels_.push_back(StringPool::none);
-    return number;
+    if (isLast(id)) return last_;
+    last_ = ids_.intern(id);
+    if (last_ != StringPool::none && last_ == labels_.size()) labels_.push_back(StringPool::none);
+    return last_;
 }
 
 void CallLabels::setLabel(Index number, Index label) {

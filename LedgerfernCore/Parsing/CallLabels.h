@@ -17,14 +17,18 @@ public:
     /// `StringPool::none` where the id has no label (yet), and for `StringPool::none`.
     Index label(Index number) const { return number == StringPool::none ? number : labels_[number]; }
     /// The label of an id; `StringPool::none` where it has none.
-    Index labelOf(std::string_view id) const { return label(ids_.find(id)); }
+    Index labelOf(std::string_view id) { return label(isLast(id) ? last_ : ids_.find(id)); }
     /// Nothing happens for `StringPool::none`.
     void setLabel(Index number, Index label);
     void shrinkToFit();
 
 private:
+    bool isLast(std::string_view id) const { return last_ != StringPool::none && ids_[last_] == id; }
+
     StringIndex ids_;
     std::vector<Index> labels_;
+    Index last_ =
+        StringPool::none;  ///< The number that was asked for last: a call's result follows the call.
 };
 
 }  // namespace ledgerfern

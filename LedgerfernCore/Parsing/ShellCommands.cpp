@@ -124,13 +124,19 @@ std::string joinedStrings(const JsonArray& array) {
     return joined;
 }
 
+/// Whether a JSON text may have a "cmd", which is told at once for most that have none; its letters may be
+/// escaped.
+bool mayHaveCommand(std::string_view text) {
+    return text.find("cmd") != std::string_view::npos || text.find("\\u") != std::string_view::npos;
+}
+
 /// What holds the command: the payload's "input" of whatever type, or else the object that its "arguments"
 /// are as JSON text.
 OptionalJson commandSource(const JsonObject& payload, JsonReader& argumentsReader) {
     const auto [input, arguments] = members(payload, "input", "arguments");
     if (input) return input;
     const auto text = asString(arguments);
-    if (!text) return std::nullopt;
+    if (!text || !mayHaveCommand(*text)) return std::nullopt;
     const OptionalJson decoded = argumentsReader.read(*text);
     return asObject(decoded) ? decoded : std::nullopt;
 }

@@ -1,21 +1,26 @@
 #include <algorithm>
+#include <cmath>
 
 #include "Foundation/Arithmetic.h"
 #include "RolloutParser/RolloutParser.h"
 #include "RolloutParser/Update.h"
+#include "UsageRecords/CivilDate.h"
 #include "UsageRecords/TSDate.h"
 
 namespace ledgerfern::RolloutParser {
 
 namespace {
 
-/// The six counters of a usage object; one that is missing is 0.
-UsageTotals usage(const JsonObject& object) {
-    const auto& names = UsageTotals::fields;
-    const auto values = members(object, names[0], names[1], names[2], names[3], names[4], names[5]);
+/// The six counters of a usage object; one that is missing is 0. `output` becomes the output as it is given.
+UsageTotals usage(const JsonObject& object, std::optional<std::int64_t>* output = nullptr) {
+    // In the order of the counters.
+    const auto values = members(object, "input_tokens", "cached_input_tokens", "cache_write_input_tokens",
+                                "output_tokens", "reasoning_output_tokens", "total_tokens");
+    static_assert(UsageTotals::fields[3] == "output_tokens");
     UsageTotals totals;
     for (std::size_t i = 0; i < values.size(); ++i)
         totals.at(i) = asInteger(values[i]).value_or(0);
+    if (output) *output = asInteger(values[3]);
     return totals;
 }
 
@@ -40,11 +45,15 @@ std::optional<double> usedPercent(const OptionalJson& value) {
     return percent && rounded(*percent) ? percent : std::nullopt;
 }
 
+bool isSameUtcDay(Instant a, Instant b) {
+    constexpr auto day = static_cast<double>(secondsPerDay);
+    return std::floor(a / day) == std::floor(b / day);
+}
+
 }  // namespace
 
 void Update::countTokens(const Envelope& line) {
-    const auto [infoValue, limitsValue] = members(*line.payload, "info", "rate_limits");
-    const auto info = asObject(infoValue);
+    const auto info = asObject(line.info());
     if (!info) return;
     const auto [totalValue, lastValue] = members(*info, "total_token_usage", "last_token_usage");
     const auto totalObject = asObject(totalValue);
@@ -53,15 +62,12 @@ void Update::countTokens(const Envelope& line) {
 
     std::optional<UsageTotals> last;
     std::optional<std::int64_t> lastOutProvided;
-    if (const auto lastObject = asObject(lastValue)) {
-        last = usage(*lastObject);
-        lastOutProvided = asInteger(member(*lastObject, "output_tokens"));
-    }
+    if (const auto lastObject = asObject(lastValue)) last = usage(*lastObject, &lastOutProvided);
     state_.segCum = total;
     state_.sawRequests = true;
     state_.tcLog.push_back({asInteger(line.ordinal).value_or(-1), total.inputTokens});
     flush(total, lastOutProvided, line.ts, last);
-    if (const auto limits = asObject(limitsValue)) readRateLimits(*limits, line.ts);
+    if (const auto limits = asObject(line.rateLimits())) readRateLimits(*limits, line.ts);
 }
 
 /// Records one request. Its items stay in the window, marked as its own, until the update settles.
@@ -90,6 +96,7 @@ void Update::flush(const UsageTotals& total, std::optional<std::int64_t> lastOut
 }
 
 void Update::readRateLimits(const JsonObject& limits, std::optional<Instant> ts) {
+    auto& rlDaily = state_.rlDaily;
     const auto [primaryValue, planType] = members(limits, "primary", "plan_type");
     RateLimitInfo reading;
     if (const auto primary = asObject(primaryValue)) {
@@ -100,9 +107,10 @@ void Update::readRateLimits(const JsonObject& limits, std::optional<Instant> ts)
         reading.resetsAt = asInteger(resetsAt);
     }
     if (const auto plan = asString(planType)) reading.planType = *plan;
-    if (ts && reading.usedPercent)
-        state_.rlDaily.try_emplace(TSDate::utcDayKey(*ts),
-                                   DailyReading{*ts, *reading.usedPercent, reading.resetsAt});
+    // The first reading of a day is kept. There is one with every request, so the day isn't named for each.
+    if (ts && reading.usedPercent && (rlDaily.empty() || !isSameUtcDay(rlDaily.rbegin()->second.ts, *ts)))
+        rlDaily.try_emplace(TSDate::utcDayKey(*ts),
+                            DailyReading{*ts, *reading.usedPercent, reading.resetsAt});
     state_.lastRateLimit = std::move(reading);
 }
 

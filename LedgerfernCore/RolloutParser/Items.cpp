@@ -5,42 +5,45 @@
 
 namespace ledgerfern::RolloutParser {
 
-void Update::takeItem(const JsonObject& payload, std::string_view type) {
-    if (type == "message" || type == "reasoning") {
-        takeMessage(payload);
-    } else if (type == "function_call" || type == "custom_tool_call") {
-        takeCall(payload);
-    } else if (type == "function_call_output" || type == "custom_tool_call_output") {
-        takeOutput(payload);
-    } else if (type == "web_search_call" || type == "tool_search_call") {
-        addItem(RequestItemKind::assistant, "tool:web_search", jsonLen(payload));
-    } else if (type == "local_shell_call") {
-        addItem(RequestItemKind::assistant, "tool:shell", jsonLen(payload));
+void Update::takeItem(const Envelope& line) {
+    switch (line.payloadType) {
+        case PayloadType::message:
+        case PayloadType::reasoning:
+            takeMessage(line);
+            break;
+        case PayloadType::functionCall:
+        case PayloadType::customToolCall:
+            addCallItem(RequestItemKind::assistant, line, asString(line.name()).value_or("?"),
+                        jsonLen(*line.payload));
+            break;
+        case PayloadType::functionCallOutput:
+        case PayloadType::customToolCallOutput:
+            addCallItem(RequestItemKind::addition, line, "result", approxLen(line.output()));
+            break;
+        case PayloadType::webSearchCall:
+        case PayloadType::toolSearchCall:
+            addItem(RequestItemKind::assistant, "tool:web_search", jsonLen(*line.payload));
+            break;
+        case PayloadType::localShellCall:
+            addItem(RequestItemKind::assistant, "tool:shell", jsonLen(*line.payload));
+            break;
+        default:
+            break;
     }
 }
 
-void Update::takeMessage(const JsonObject& payload) {
-    const auto [roleValue, content] = members(payload, "role", "content");
-    const std::string_view role = asString(roleValue).value_or("assistant");
-    if (role != "user" && role != "system") {
-        addItem(RequestItemKind::assistant, "assistant output (replayed)", jsonLen(payload));
+void Update::takeMessage(const Envelope& line) {
+    const auto role = asString(line.role());
+    const bool isUsers = equals(role, "user");
+    if (!isUsers && !equals(role, "system")) {
+        addItem(RequestItemKind::assistant, "assistant output (replayed)", jsonLen(*line.payload));
         return;
     }
-    addItem(RequestItemKind::addition, "user messages", approxLen(content));
-    if (role != "user" || state_.firstUserMessage) return;
-    const auto text = firstText(content);
+    addItem(RequestItemKind::addition, "user messages", approxLen(line.content()));
+    if (!isUsers || state_.firstUserMessage) return;
+    const auto text = firstText(line.content());
     // A text that starts with "<" is a block of tags that the client put there.
     if (text && !text->starts_with('<')) state_.firstUserMessage = text;
-}
-
-void Update::takeCall(const JsonObject& payload) {
-    const auto [id, name] = members(payload, "call_id", "name");
-    addCallItem(RequestItemKind::assistant, asString(id), asString(name).value_or("?"), jsonLen(payload));
-}
-
-void Update::takeOutput(const JsonObject& payload) {
-    const auto [id, output] = members(payload, "call_id", "output");
-    addCallItem(RequestItemKind::addition, asString(id), "result", approxLen(output));
 }
 
 void Update::addItem(RequestItemKind kind, std::string_view label, std::int64_t bytes) {
@@ -49,10 +52,10 @@ void Update::addItem(RequestItemKind kind, std::string_view label, std::int64_t 
 
 /// An item whose label is open until the update ends. Without a label of its call it is "tool:" and
 /// `fallback`, which becomes a name of the session only where it may be needed.
-void Update::addCallItem(RequestItemKind kind, std::optional<std::string_view> callId,
-                         std::string_view fallback, std::int64_t bytes) {
+void Update::addCallItem(RequestItemKind kind, const Envelope& line, std::string_view fallback,
+                         std::int64_t bytes) {
     WindowItem item{bytes, StringPool::none, StringPool::none, kind};
-    if (callId) item.call = state_.labels.number(*callId);
+    if (const auto callId = asString(line.callId())) item.call = state_.labels.number(*callId);
     if (state_.labels.label(item.call) == StringPool::none)
         item.label = state_.names.intern("tool:" + std::string(fallback));
     state_.window.push_back(item);

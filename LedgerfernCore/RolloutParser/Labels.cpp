@@ -1,4 +1,5 @@
 #include <string>
+#include <utility>
 
 #include "Parsing/ShellCommands.h"
 #include "RolloutParser/RolloutParser.h"
@@ -19,40 +20,40 @@ std::string itemLabel(std::string_view rawLabel) {
 }
 
 void Update::resolveLabels(const Envelope& line) {
-    if (line.payloadType == "mcp_tool_call_end") {
-        labelMcpCall(*line.payload);
-    } else if (line.type == "response_item" &&
-               (line.payloadType == "function_call" || line.payloadType == "custom_tool_call")) {
-        labelCall(*line.payload);
+    if (line.payloadType == PayloadType::mcpToolCallEnd) {
+        labelMcpCall(line);
+    } else if (line.type == LineType::responseItem && (line.payloadType == PayloadType::functionCall ||
+                                                       line.payloadType == PayloadType::customToolCall)) {
+        labelCall(line);
     }
 }
 
 /// The first label of a call stands.
-void Update::labelCall(const JsonObject& payload) {
-    const auto [idValue, nameValue] = members(payload, "call_id", "name");
-    const auto id = asString(idValue);
+void Update::labelCall(const Envelope& line) {
+    const auto id = asString(line.callId());
     if (!id) return;
     const auto call = state_.labels.number(*id);
     if (state_.labels.label(call) != StringPool::none) return;
-    const std::string label = itemLabel(rawLabel(payload, asString(nameValue).value_or("?")));
+    const std::string label = itemLabel(rawLabel(line));
     state_.labels.setLabel(call, state_.names.intern(label));
 }
 
-std::string Update::rawLabel(const JsonObject& payload, std::string_view name) {
-    if (name == "exec" || name == "exec_command" || name == "shell") {
-        const auto category = shellCategoryLabel(commandString(payload, scratch_.texts()));
-        if (category) return category->label;
+std::string Update::rawLabel(const Envelope& line) {
+    const std::string_view name = asString(line.name()).value_or("?");
+    if (equals(name, "exec") || equals(name, "exec_command") || equals(name, "shell")) {
+        auto category = shellCategoryLabel(commandString(line.payload, scratch_.texts()));
+        if (category) return std::move(category->label);
     }
     return std::string(name);
 }
 
 /// The end of an MCP call names its server and tool, and so overrules what the call was known by.
-void Update::labelMcpCall(const JsonObject& payload) {
-    const auto [idValue, invocationValue] = members(payload, "call_id", "invocation");
-    const auto id = asString(idValue);
+void Update::labelMcpCall(const Envelope& line) {
+    const auto id = asString(line.callId());
     if (!id) return;
     std::array<OptionalJson, 2> values;
-    if (const auto invocation = asObject(invocationValue)) values = members(*invocation, "server", "tool");
+    if (const auto invocation = asObject(member(*line.payload, "invocation")))
+        values = members(*invocation, "server", "tool");
     const auto& [server, tool] = values;
     std::string label = "mcp:";
     label.append(asString(server).value_or("?")).append("/").append(asString(tool).value_or("?"));

@@ -57,21 +57,11 @@ bool hasLabelMarker(std::string_view line, std::size_t from) {
 
 /// Only these records have a say on labels; asking first saves the search for a marker in all others.
 bool mayHaveLabels(const Envelope& line) {
-    return line.payloadType == "function_call" || line.payloadType == "custom_tool_call" ||
-           line.payloadType == "mcp_tool_call_end";
+    return line.payloadType == PayloadType::functionCall || line.payloadType == PayloadType::customToolCall ||
+           line.payloadType == PayloadType::mcpToolCallEnd;
 }
 
 }  // namespace
-
-Envelope::Envelope(const JsonObject& object) {
-    const auto [timestamp, typeValue, payloadValue, ordinalValue] =
-        members(object, "timestamp", "type", "payload", "ordinal");
-    ts = TSDate::parse(asString(timestamp));
-    type = asString(typeValue);
-    payload = asObject(payloadValue);
-    if (payload) payloadType = asString(member(*payload, "type"));
-    ordinal = ordinalValue;
-}
 
 void Update::takeLine(std::string_view line) {
     const Filter filter(line);
@@ -102,25 +92,33 @@ void Update::applyLine(std::string_view line) {
 
 void Update::dispatch(const Envelope& line) {
     if (line.ts && (!state_.lastTs || *line.ts > *state_.lastTs)) state_.lastTs = line.ts;
-    if (line.type == "session_meta") {
-        openSegment(line);
-    } else if (line.type == "event_msg") {
-        dispatchEvent(line);
-    } else if (line.type == "compacted") {
-        state_.cacheTracker.pendingCompaction = true;
-    } else if (line.type == "response_item" && line.payload) {
-        ++state_.responseItems;
-        if (line.payloadType) takeItem(*line.payload, *line.payloadType);
+    switch (line.type) {
+        case LineType::sessionMeta:
+            openSegment(line);
+            break;
+        case LineType::eventMsg:
+            dispatchEvent(line);
+            break;
+        case LineType::compacted:
+            state_.cacheTracker.pendingCompaction = true;
+            break;
+        case LineType::responseItem:
+            if (!line.payload) break;
+            ++state_.responseItems;
+            takeItem(line);
+            break;
+        case LineType::other:
+            break;
     }
 }
 
 void Update::dispatchEvent(const Envelope& line) {
-    if (line.payloadType == "token_count") {
+    if (line.payloadType == PayloadType::tokenCount) {
         countTokens(line);
-    } else if (line.payloadType == "context_compacted") {
+    } else if (line.payloadType == PayloadType::contextCompacted) {
         ++state_.compactions;
         state_.cacheTracker.pendingCompaction = true;
-    } else if (line.payloadType == "thread_settings_applied") {
+    } else if (line.payloadType == PayloadType::threadSettingsApplied) {
         const auto settings = asObject(member(*line.payload, "thread_settings"));
         const auto model = settings ? asString(member(*settings, "model")) : std::nullopt;
         if (!model) return;

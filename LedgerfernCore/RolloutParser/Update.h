@@ -7,20 +7,10 @@
 
 #include "Foundation/JsonReader.h"
 #include "Parsing/ReadScratch.h"
+#include "RolloutParser/Envelope.h"
 #include "RolloutParser/ParseState.h"
 
 namespace ledgerfern::RolloutParser {
-
-/// A line's outer object: what every record has.
-struct Envelope {
-    explicit Envelope(const JsonObject& object);
-
-    std::optional<Instant> ts;
-    std::optional<std::string_view> type;
-    std::optional<JsonObject> payload;
-    std::optional<std::string_view> payloadType;
-    OptionalJson ordinal;
-};
 
 /// One pass over new lines of a rollout file.
 ///
@@ -59,17 +49,15 @@ private:
 
     // Labels: Labels.cpp
     void resolveLabels(const Envelope& line);
-    void labelCall(const JsonObject& payload);
-    void labelMcpCall(const JsonObject& payload);
-    std::string rawLabel(const JsonObject& payload, std::string_view name);
+    void labelCall(const Envelope& line);
+    void labelMcpCall(const Envelope& line);
+    std::string rawLabel(const Envelope& line);
 
     // Items of the window: Items.cpp
-    void takeItem(const JsonObject& payload, std::string_view type);
-    void takeMessage(const JsonObject& payload);
-    void takeCall(const JsonObject& payload);
-    void takeOutput(const JsonObject& payload);
+    void takeItem(const Envelope& line);
+    void takeMessage(const Envelope& line);
     void addItem(RequestItemKind kind, std::string_view label, std::int64_t bytes);
-    void addCallItem(RequestItemKind kind, std::optional<std::string_view> callId, std::string_view fallback,
+    void addCallItem(RequestItemKind kind, const Envelope& line, std::string_view fallback,
                      std::int64_t bytes);
 
     // Requests: Accounting.cpp
