@@ -51,6 +51,11 @@ std::string mapped(std::string_view text, Map map) {
     return result;
 }
 
+/// Each byte is a character.
+bool isPlain(std::string_view text) {
+    return std::all_of(text.begin(), text.end(), [](char c) { return isAscii(c) && c != '\r'; });
+}
+
 /// Bytes of the first character of a text that isn't empty. The rules for clusters look at nothing before a
 /// cluster's start, so each can be found by itself.
 std::size_t firstCharacterLength(std::string_view text) {
@@ -123,8 +128,7 @@ std::string repairedUtf8(std::string_view bytes) {
 }
 
 std::size_t characterCount(std::string_view text) {
-    if (std::all_of(text.begin(), text.end(), isAscii) && text.find('\r') == std::string_view::npos)
-        return text.size();
+    if (isPlain(text)) return text.size();
     std::size_t count = 0;
     for (; !text.empty(); ++count)
         text.remove_prefix(firstCharacterLength(text));
@@ -132,6 +136,9 @@ std::size_t characterCount(std::string_view text) {
 }
 
 std::string_view firstCharacters(std::string_view text, std::size_t count) {
+    // What follows the last of them may be part of it.
+    if (count < text.size() ? isPlain(text.substr(0, count + 1)) : isPlain(text))
+        return text.substr(0, count);
     std::size_t length = 0;
     for (; count > 0 && length < text.size(); --count)
         length += firstCharacterLength(text.substr(length));

@@ -37,13 +37,19 @@ SignedBytes takesSix(Bytes bytes) {
     return isWithin(bytes, 0, 0x1F) ^ isWithin(bytes, '\b', '\r') ^ (bytes == '\v');
 }
 
-// What the bytes of a block, or a single byte, add beyond 1 each: a block in the negative.
+constexpr std::uint64_t everyByte = 0x0101010101010101;
+constexpr std::uint64_t highBits = everyByte * 0x80;
+
+// What the bytes of a block, or a single byte, add beyond 1 each: a block in the negative. And whether the
+// eight bytes of a word add just themselves.
 
 struct Plain {
     static SignedBytes less(Bytes bytes) {
         // The first byte of a character that takes two code units.
         return isWithin(bytes, 0xF0, 0xFF) - continuesCharacter(bytes);
     }
+
+    static bool isPlain(std::uint64_t bytes) { return (bytes & highBits) == 0; }
 
     static constexpr int more(int byte) {
         if (byte >= 0xF0) return 1;
@@ -55,6 +61,14 @@ struct Escaped {
     static SignedBytes less(Bytes bytes) {
         const SignedBytes two = isWithin(bytes, 0xF0, 0x1F) | (bytes == '"') | (bytes == '\\');
         return two - continuesCharacter(bytes) + (takesSix(bytes) & std::int8_t{-4});
+    }
+
+    static bool isPlain(std::uint64_t bytes) {
+        // What comes to have its high bit: a control character by a borrow, the others by being none.
+        const std::uint64_t control = bytes - everyByte * 0x20;
+        const std::uint64_t quote = (bytes ^ everyByte * '"') - everyByte;
+        const std::uint64_t backslash = (bytes ^ everyByte * '\\') - everyByte;
+        return ((bytes | control | quote | backslash) & highBits) == 0;
     }
 
     static constexpr int more(int byte) {
@@ -92,10 +106,33 @@ Bytes load(const char* data) {
     return bytes;
 }
 
-/// Most texts are keys and names, shorter than a block; and what is left of a long one is one too.
+template <class Word>
+Word wordAt(const char* data) {
+    Word word = 0;
+    std::memcpy(&word, data, sizeof word);
+    return word;
+}
+
+/// Whether each of the last bytes of a text shorter than a block adds just itself.
+template <class Sort>
+bool isPlain(std::string_view text) {
+    const char* const end = text.data() + text.size();
+    // Two words that overlap are as good as loops over what they have in common.
+    if (text.size() >= 8)
+        return Sort::isPlain(wordAt<std::uint64_t>(text.data())) &&
+               Sort::isPlain(wordAt<std::uint64_t>(end - 8));
+    if (text.size() >= 4)
+        return Sort::isPlain(std::uint64_t{wordAt<std::uint32_t>(text.data())} << 32 |
+                             wordAt<std::uint32_t>(end - 4));
+    return false;
+}
+
+/// Most texts are keys and names, shorter than a block, and of plain letters; and what is left of a long one
+/// is short too.
 template <class Sort>
 std::int64_t weighShort(std::string_view text) {
     auto size = static_cast<std::int64_t>(text.size());
+    if (isPlain<Sort>(text)) return size;
     for (const char c : text)
         size += moreOfEachByte<Sort>[static_cast<unsigned char>(c)];
     return size;

@@ -1,6 +1,9 @@
 #include "UsageRecords/TSDate.h"
 
+#include <array>
+#include <bit>
 #include <chrono>
+#include <cstring>
 
 #include "Foundation/Numbers.h"
 #include "Foundation/Pieces.h"
@@ -33,41 +36,56 @@ std::optional<Instant> assembled(double seconds, double fraction, double offset)
     return instant;
 }
 
-/// Reads numbers at known places of a text; after one that wasn't all digits, `valid` is false.
-struct FixedPlaces {
-    const char* text = nullptr;
-    bool valid = true;
+/// How eight characters look: "0" stands for a digit, anything else for itself.
+struct Form {
+    using Characters = std::array<std::uint8_t, 8>;
 
-    int number(std::size_t place, std::size_t length) {
-        int value = 0;
-        for (std::size_t i = place; i < place + length; ++i) {
-            valid = valid && isDigit(text[i]);
-            value = value * 10 + (text[i] - '0');
+    explicit constexpr Form(std::string_view text) {
+        Characters shape{};
+        Characters room{};
+        for (std::size_t i = 0; i < shape.size(); ++i) {
+            shape[i] = static_cast<std::uint8_t>(text[i]);
+            room[i] = text[i] == '0' ? 0x7F - 9 : 0x7F;
         }
-        return value;
+        characters = std::bit_cast<std::uint64_t>(shape);
+        roomAbove = std::bit_cast<std::uint64_t>(room);
     }
-    void expect(std::size_t place, char c) { valid = valid && text[place] == c; }
+
+    /// The values of the digits, at their places; absent where a character isn't as it should be. All eight
+    /// are asked at once: a difference that is too large comes to have its byte's highest bit.
+    std::optional<Characters> digits(const char* text) const {
+        constexpr std::uint64_t highestBits = 0x8080808080808080;
+        std::uint64_t differences = 0;
+        std::memcpy(&differences, text, sizeof differences);
+        differences ^= characters;
+        if (((differences + roomAbove) | differences) & highestBits) return std::nullopt;
+        return std::bit_cast<Characters>(differences);
+    }
+
+    std::uint64_t characters = 0;
+    std::uint64_t roomAbove = 0;  ///< What can be added to each difference without reaching the highest bit.
 };
 
 std::optional<double> secondsOfUsualForm(std::string_view text) {
-    FixedPlaces places{text.data()};
-    const int year = places.number(0, 4);
-    places.expect(4, '-');
-    const int month = places.number(5, 2);
-    places.expect(7, '-');
-    const int day = places.number(8, 2);
-    places.expect(10, 'T');
-    const int hour = places.number(11, 2);
-    places.expect(13, ':');
-    const int minute = places.number(14, 2);
-    places.expect(16, ':');
-    const int second = places.number(17, 2);
-    if (!places.valid || month < 1 || month > 12) return std::nullopt;
+    static constexpr Form yearAndMonth("0000-00-");
+    static constexpr Form dayToMinute("00T00:00");
+    static constexpr Form second("00:00:00");  // with hour and minute once more
+    const auto date = yearAndMonth.digits(text.data());
+    const auto time = dayToMinute.digits(text.data() + 8);
+    const auto end = second.digits(text.data() + 11);
+    if (!date || !time || !end) return std::nullopt;
+    const auto two = [](const Form::Characters& digits, std::size_t at) {
+        return digits[at] * 10 + digits[at + 1];
+    };
+    const int month = two(*date, 5);
+    if (month < 1 || month > 12) return std::nullopt;
 
+    const std::chrono::year year{two(*date, 0) * 100 + two(*date, 2)};
     const std::chrono::month_day first{std::chrono::month{static_cast<unsigned>(month)}, std::chrono::day{1}};
-    const std::chrono::sys_days firstOfMonth{std::chrono::year{year} / first};
-    const std::int64_t days = firstOfMonth.time_since_epoch().count() + (day - 1);
-    return static_cast<double>(days * secondsPerDay + hour * 3600 + minute * 60 + second);
+    const std::chrono::sys_days firstOfMonth{year / first};
+    const std::int64_t days = firstOfMonth.time_since_epoch().count() + (two(*time, 0) - 1);
+    return static_cast<double>(days * secondsPerDay + two(*time, 3) * 3600 + two(*time, 6) * 60 +
+                               two(*end, 6));
 }
 
 /// "YYYY-MM-DDTHH:MM:SSZ", with or without "." and digits before the "Z"; absent for any other form.
