@@ -1,8 +1,11 @@
 #include "Analytics/Aggregates.h"
 
 #include <algorithm>
+#include <array>
+#include <bit>
 #include <cmath>
 #include <set>
+#include <span>
 #include <unordered_map>
 
 #include "Analytics/LabelNumbers.h"
@@ -14,8 +17,9 @@
 // reading them. Finding a request's buckets costs many times that: a division each, and a search by key. The
 // idea: neighbours in a log mostly belong to the same hour and cycle. So the buckets of the last request are
 // remembered (they are nodes of maps, whose addresses last), with the stretch of time in which the rules
-// below certainly lead to them again; only a request outside it goes through the rules. What a UTC hour has
-// in common, its week and its day, is found once for all sessions.
+// below certainly lead to them again; only a request outside it goes through the rules, and the run of those
+// inside it is added up before it goes into the buckets. The week and
+// the day of a UTC day's hours are found once for all sessions.
 //
 // The rules calculate in doubles, which may round over the edge of an hour or a cycle. All roundings are far
 // below a second, so the stretch ends a second before each edge.
@@ -35,17 +39,28 @@ constexpr Instant coarseInstants = 1e12;
 /// The local hour of the day, 0 to 23, where local time is `zoneOffset` seconds ahead of UTC.
 std::size_t localHour(Instant ts, double zoneOffset) {
     // The remainder has the sign of the time.
-    const double hour = std::fmod((ts + zoneOffset) / 3600, 24) + 24;
-    return static_cast<std::size_t>(hour) % 24;
+    const double hours = (ts + zoneOffset) / 3600;
+    // The usual case; here no rounding of the sum below could lead to another hour.
+    if (hours >= 1000) return static_cast<std::size_t>(hours) % 24;
+    return static_cast<std::size_t>(std::fmod(hours, 24) + 24) % 24;
 }
 
-/// The buckets that a whole UTC hour shares.
-struct HourBuckets {
+/// The buckets that a whole UTC day shares.
+struct DayBuckets {
     WeekBucket* week = nullptr;
     std::int64_t* day = nullptr;
 };
 
-using HourTable = std::unordered_map<std::int64_t, HourBuckets>;
+using DayTable = std::unordered_map<std::int64_t, DayBuckets>;
+
+/// The buckets of a project's last request. Sessions come in the order of their times, so those of a project
+/// mostly go on in the same week and cycle.
+struct ProjectBuckets {
+    WeekBucket* week = nullptr;
+    UsageTotals* ofWeek = nullptr;
+    std::optional<double> cycleStart;
+    UsageTotals* ofCycle = nullptr;  ///< Null where there is no cycle, or it has no key.
+};
 
 /// The tools' sums, by the number of the label.
 struct ToolSums {
@@ -73,48 +88,106 @@ TimeRange narrowed(const TimeRange& range, Instant start, double length) {
     return {std::max(range.start, start + 1), std::min(range.end, start + length - 1)};
 }
 
+/// Two numbers below it add up to 64 bits at the most.
+constexpr std::int64_t roomyLimit = std::int64_t{1} << 62;
+
+bool isRoomy(std::int64_t sum) {
+    return sum < roomyLimit;
+}
+bool isRoomy(const UsageTotals& sums) {
+    const auto counters = std::bit_cast<std::array<std::int64_t, 6>>(sums);
+    return std::all_of(counters.begin(), counters.end(), [](std::int64_t sum) { return isRoomy(sum); });
+}
+
+/// The sum of some requests, made without asking at each number whether it still fits.
+struct RunSum {
+    explicit RunSum(std::span<const RequestRecord> run) {
+        using Pair = std::uint64_t __attribute__((vector_size(16)));
+        Pair first{}, second{}, third{}, bits{};
+        for (const RequestRecord& request : run) {
+            const auto pairs = std::bit_cast<std::array<Pair, 3>>(request.d);
+            first += pairs[0];
+            second += pairs[1];
+            third += pairs[2];
+            bits |= pairs[0] | pairs[1] | pairs[2];
+        }
+        d = std::bit_cast<UsageTotals>(std::array{first, second, third});
+        isSmall = (bits[0] | bits[1]) >> 40 == 0 && run.size() >> 20 == 0;
+    }
+
+    UsageTotals d;
+    bool isSmall = false;  ///< No counter is negative, and each sum is right and below `roomyLimit`.
+};
+
 /// Adds the requests of one session to the buckets.
 class RequestRollUp {
 public:
-    RequestRollUp(Aggregates& sums, HourTable& hours, const std::string& project)
-        : sums_(sums), hours_(hours), project_(project) {}
+    RequestRollUp(Aggregates& sums, DayTable& days, const std::string& project, ProjectBuckets& buckets)
+        : sums_(sums), days_(days), project_(project), buckets_(buckets) {}
 
-    void add(const RequestRecord& request);
+    void add(std::span<const RequestRecord> requests);
 
 private:
+    void addRun(std::span<const RequestRecord> run);
+    void addToBuckets(const UsageTotals& d);
+    bool areRoomy() const;
     void enter(Instant ts);
     void enterHour(Instant ts, std::int64_t index);
     void enterCycle(Instant ts);
     void rememberStretch(Instant ts);
-    const HourBuckets& bucketsOfHour(Instant ts);
+    const DayBuckets& bucketsOfDay(Instant ts);
 
     Aggregates& sums_;
-    HourTable& hours_;
+    DayTable& days_;
     const std::string& project_;
+    ProjectBuckets& buckets_;
     TimeRange stretch_;
 
     // The hour of the last request. Its index is cut toward zero, and the zone's offset is taken as it stood
     // at the hour's first request in the session.
     std::optional<std::int64_t> hourIndex_;
     double zoneOffset_ = 0;
-    WeekBucket* week_ = nullptr;
-    UsageTotals* projectOfWeek_ = nullptr;
     std::int64_t* day_ = nullptr;
     std::int64_t* localHour_ = nullptr;
-
-    std::optional<double> cycleStart_;
-    UsageTotals* projectOfCycle_ = nullptr;  // null where there is no cycle, or it has no key
 };
 
-void RequestRollUp::add(const RequestRecord& request) {
-    if (!stretch_.contains(request.time)) [[unlikely]] {
-        if (!(request.time >= firstInstant && request.time < endOfInstants)) return;
-        enter(request.time);
+void RequestRollUp::add(std::span<const RequestRecord> requests) {
+    for (std::size_t begin = 0; begin < requests.size();) {
+        const Instant ts = requests[begin].time;
+        std::size_t end = begin + 1;
+        if (ts >= firstInstant && ts < endOfInstants) {
+            if (!stretch_.contains(ts)) enter(ts);
+            while (end < requests.size() && stretch_.contains(requests[end].time))
+                ++end;
+            addRun(requests.subspan(begin, end - begin));
+        }
+        begin = end;
     }
-    projectOfWeek_->add(request.d);
-    if (projectOfCycle_) projectOfCycle_->add(request.d);
-    addFromOutside(*day_, request.d.totalTokens);
-    addFromOutside(*localHour_, request.d.totalTokens);
+}
+
+/// Adds neighbours that share their buckets. Their sum does, but where a number might leave 64 bits: then it
+/// matters which one does.
+void RequestRollUp::addRun(std::span<const RequestRecord> run) {
+    const RunSum sum(run);
+    if (sum.isSmall && areRoomy()) {
+        addToBuckets(sum.d);
+    } else {
+        for (const RequestRecord& request : run)
+            addToBuckets(request.d);
+    }
+}
+
+void RequestRollUp::addToBuckets(const UsageTotals& d) {
+    buckets_.ofWeek->add(d);
+    if (buckets_.ofCycle) buckets_.ofCycle->add(d);
+    addFromOutside(*day_, d.totalTokens);
+    addFromOutside(*localHour_, d.totalTokens);
+}
+
+/// Whether every bucket of the last request can take a small sum.
+bool RequestRollUp::areRoomy() const {
+    return isRoomy(*buckets_.ofWeek) && (!buckets_.ofCycle || isRoomy(*buckets_.ofCycle)) && isRoomy(*day_) &&
+           isRoomy(*localHour_);
 }
 
 void RequestRollUp::enter(Instant ts) {
@@ -126,18 +199,17 @@ void RequestRollUp::enter(Instant ts) {
 }
 
 void RequestRollUp::enterHour(Instant ts, std::int64_t index) {
-    const HourBuckets& buckets = bucketsOfHour(ts);
+    const DayBuckets& buckets = bucketsOfDay(ts);
     hourIndex_ = index;
     zoneOffset_ = TSDate::localOffset(ts);
     day_ = buckets.day;
-    if (week_ == buckets.week) return;
-    week_ = buckets.week;
-    projectOfWeek_ = &week_->projects[project_];
+    if (buckets_.week == buckets.week) return;
+    buckets_.week = buckets.week;
+    buckets_.ofWeek = &buckets.week->projects[project_];
 }
 
-const HourBuckets& RequestRollUp::bucketsOfHour(Instant ts) {
-    // Unlike the session's index, this one keeps the hours before and after the epoch apart.
-    HourBuckets& buckets = hours_[static_cast<std::int64_t>(std::floor(std::floor(ts) / 3600))];
+const DayBuckets& RequestRollUp::bucketsOfDay(Instant ts) {
+    DayBuckets& buckets = days_[static_cast<std::int64_t>(std::floor(std::floor(ts) / 86400))];
     if (!buckets.week) buckets = {&sums_.weeks[TSDate::isoWeekKey(ts)], &sums_.daily[TSDate::utcDayKey(ts)]};
     return buckets;
 }
@@ -145,20 +217,20 @@ const HourBuckets& RequestRollUp::bucketsOfHour(Instant ts) {
 void RequestRollUp::enterCycle(Instant ts) {
     const double base = *sums_.cycleAnchor - Aggregates::cycleLength;
     const double start = base + std::floor((ts - base) / Aggregates::cycleLength) * Aggregates::cycleLength;
-    if (start == cycleStart_) return;
-    cycleStart_ = start;
+    if (start == buckets_.cycleStart) return;
+    buckets_.cycleStart = start;
     const auto key = cycleKey(start);
-    projectOfCycle_ = key ? &sums_.cycles[*key].projects[project_] : nullptr;
+    buckets_.ofCycle = key ? &sums_.cycles[*key].projects[project_] : nullptr;
 }
 
 void RequestRollUp::rememberStretch(Instant ts) {
     TimeRange stretch{firstInstant, endOfInstants};
     stretch = narrowed(stretch, std::floor(ts / 3600) * 3600, 3600);
     stretch = narrowed(stretch, std::floor((ts + zoneOffset_) / 3600) * 3600 - zoneOffset_, 3600);
-    if (cycleStart_) stretch = narrowed(stretch, *cycleStart_, Aggregates::cycleLength);
+    if (buckets_.cycleStart) stretch = narrowed(stretch, *buckets_.cycleStart, Aggregates::cycleLength);
     // An anchor so far off that its doubles are coarse leaves nothing to rely on, and neither does an instant
     // next to an edge.
-    const bool isExact = !cycleStart_ || std::fabs(*sums_.cycleAnchor) < coarseInstants;
+    const bool isExact = !buckets_.cycleStart || std::fabs(*sums_.cycleAnchor) < coarseInstants;
     stretch_ = isExact && stretch.contains(ts) ? stretch : TimeRange();
 }
 
@@ -187,15 +259,15 @@ UsageTotals WeekBucket::total() const {
 
 Aggregates::Aggregates(const SessionList& results, std::int64_t fileCount, std::optional<double> anchor)
     : filesScanned(fileCount), cycleAnchor(anchor) {
-    HourTable hours;
+    DayTable days;
+    std::unordered_map<std::string_view, ProjectBuckets> projects;
     ToolSums toolSums;
     for (const SessionPointer& session : results) {
         totals.add(session->totals);
         takeReading(*this, *session);
         toolSums.add(session->tools);
-        RequestRollUp rollUp(*this, hours, session->project);
-        for (const RequestRecord& request : session->requests.records())
-            rollUp.add(request);
+        RequestRollUp(*this, days, session->project, projects[session->project])
+            .add(session->requests.records());
     }
     for (std::size_t i = 0; i < toolSums.stats.size(); ++i)
         tools.emplace(toolSums.labels.texts()[i], toolSums.stats[i]);
