@@ -219,6 +219,7 @@ Engine::ColdOutcome Engine::outcomeOf(const DiscoveredFile& file, const ScanOpti
     outcome.live->read(file.path, *scratch);
     if (options.finishFiles) outcome.live->finish();
     outcome.live->giveBackRoom();
+    static_cast<void>(outcome.live->session(file.path));  // made here, where others are at work too
     if (options.useCache) outcome.row = ScanCache::rowOf(*outcome.live, file.path, file.stat, clock_());
     return outcome;
 }

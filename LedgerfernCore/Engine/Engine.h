@@ -101,8 +101,7 @@ private:
 
     // The snapshot: SnapshotAssembly.cpp
     Snapshot buildSnapshot(FileCounts filesPerTool);
-    SessionList publishSessions(std::map<std::string, std::string>& sessionIDs);
-    std::vector<std::string> formatWarnings(Instant now) const;
+    void publishSessions(Snapshot& snapshot);
 
     const std::vector<ToolRoot> roots_;  // longest path first, so that the deepest root has the first say
     const Clock clock_;
