@@ -89,11 +89,36 @@ std::size_t firstEnd(std::string_view text) {
     return std::string_view::npos;
 }
 
+/// UTF-8 bytes that begin a character.
+std::uint64_t characters(std::string_view text) {
+    std::uint64_t count = 0;
+    for (const char c : text)
+        count += (static_cast<unsigned char>(c) & 0xC0) != 0x80 ? 1 : 0;
+    return count;
+}
+
+std::uint64_t weigh(const simdjson::dom::element& value) {
+    std::uint64_t count = 0;
+    simdjson::dom::object object;
+    simdjson::dom::array array;
+    std::string_view text;
+    if (value.get(object) == simdjson::SUCCESS) {
+        for (const auto field : object)
+            count += characters(field.key) + weigh(field.value);
+    } else if (value.get(array) == simdjson::SUCCESS) {
+        for (const auto item : array)
+            count += weigh(item);
+    } else if (value.get(text) == simdjson::SUCCESS) {
+        count += characters(text);
+    }
+    return count;
+}
+
 class Worker {
 public:
     ReferenceCounts counts;
 
-    Worker() { buffer_.resize(blockSize + simdjson::SIMDJSON_PADDING); }
+    explicit Worker(Lines use) : use_(use) { buffer_.resize(blockSize + simdjson::SIMDJSON_PADDING); }
 
     void read(const LogFile& log) {
         agent_ = log.agent;
@@ -143,8 +168,10 @@ private:
             ++counts.refused;
         else if (value["type"].get(type) == simdjson::SUCCESS)
             counts.types += type.size();
+        if (use_ == Lines::weighed) counts.weighed += weigh(value);
     }
 
+    Lines use_;
     Agent agent_ = Agent::codex;
     simdjson::dom::parser parser_;
     std::vector<char> buffer_;
@@ -163,17 +190,20 @@ ReferenceCounts& ReferenceCounts::operator+=(const ReferenceCounts& other) {
     parsed += other.parsed;
     refused += other.refused;
     types += other.types;
+    weighed += other.weighed;
     return *this;
 }
 
-ReferenceCounts runReference(const std::vector<LogFile>& files, unsigned threads) {
+ReferenceCounts runReference(const std::vector<LogFile>& files, unsigned threads, Lines lines) {
     // The largest first, so that no thread is left alone with one at the end.
     std::vector<std::pair<std::uintmax_t, std::size_t>> order;
     for (std::size_t i = 0; i < files.size(); ++i)
         order.emplace_back(std::filesystem::file_size(files[i].path), i);
     std::sort(order.rbegin(), order.rend());
     std::atomic<std::size_t> next = 0;
-    std::vector<Worker> workers(std::max(threads, 1U));
+    std::vector<Worker> workers;
+    for (unsigned i = 0; i < std::max(threads, 1U); ++i)
+        workers.emplace_back(lines);
     const auto work = [&](Worker& worker) {
         for (std::size_t i = next++; i < order.size(); i = next++)
             worker.read(files[order[i].second]);
