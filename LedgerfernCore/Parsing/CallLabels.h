@@ -23,7 +23,7 @@ public:
     void shrinkToFit();
 
 private:
-    bool isLast(std::string_view id) const { return last_ != StringPool::none && ids_[last_] == id; }
+    bool isLast(std::string_view id) const { return last_ < ids_.size() && ids_[last_] == id; }
 
     StringIndex ids_;
     std::vector<Index> labels_;

@@ -4,10 +4,12 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <limits>
 #include <numeric>
 #include <random>
 
 #include "Analytics/Aggregates.h"
+#include "Foundation/Arithmetic.h"
 #include "SessionSamples.h"
 #include "UsageRecords/TSDate.h"
 
@@ -115,10 +117,10 @@ Aggregates plainRollUp(const std::vector<SessionResult>& sessions, std::optional
                 offset = TSDate::localOffset(t);
             }
             sums.weeks[week].projects[session.project].add(request.d);
-            sums.daily[day] += request.d.totalTokens;
+            addFromOutside(sums.daily[day], request.d.totalTokens);
             const double h = std::fmod((t + offset) / 3600, 24) + 24;
-            sums.hourlyLocal[static_cast<std::size_t>(static_cast<std::int64_t>(h) % 24)] +=
-                request.d.totalTokens;
+            addFromOutside(sums.hourlyLocal[static_cast<std::size_t>(static_cast<std::int64_t>(h) % 24)],
+                           request.d.totalTokens);
             if (!anchor) continue;
             const double base = *anchor - 604800;
             const double start = base + std::floor((t - base) / 604800) * 604800;
@@ -139,6 +141,43 @@ bool equalsPlain(const std::vector<SessionResult>& sessions, std::optional<doubl
 TEST(AggregatesProperty, rememberingBucketsChangesNothing) {
     EXPECT_TRUE(rc::check("the buckets are those of a roll-up rule by rule",
                           [] { RC_ASSERT(equalsPlain(randomSessions(), randomAnchor())); }));
+}
+
+/// Requests of a few hours whose counters are as large as 64 bits allow, so that many sums would leave them.
+SessionResult sessionOfLargeNumbers() {
+    constexpr std::int64_t most = std::numeric_limits<std::int64_t>::max();
+    const std::vector<std::int64_t> numbers = {0,        1,    (1LL << 40) - 1, 1LL << 40, most / 3,
+                                               most - 1, most, -most - 1,       -most / 2, -1};
+    std::vector<RequestRecord> records;
+    for (int count = *rc::gen::inRange(1, 40); count > 0; --count) {
+        UsageTotals d;
+        for (std::size_t i = 0; i < 6; ++i)
+            d.at(i) = *rc::gen::elementOf(numbers);
+        records.push_back(requestAt(1'772'409'600.0 + *rc::gen::inRange(0, 4) * 900, d));
+    }
+    return session(records, "a");
+}
+
+TEST(AggregatesProperty, addsNoNumberThatWouldLeave64Bits) {
+    EXPECT_TRUE(rc::check("whether a number is added is decided for each", [] {
+        std::vector<SessionResult> sessions;
+        for (int count = *rc::gen::inRange(1, 4); count > 0; --count)
+            sessions.push_back(sessionOfLargeNumbers());
+        RC_ASSERT(equalsPlain(sessions, 1'772'600'000.0));
+    }));
+}
+
+TEST(AggregatesProperty, aBucketThatIsNearlyFullTakesWhatStillFits) {
+    constexpr std::int64_t most = std::numeric_limits<std::int64_t>::max();
+    const double t = 1'772'409'600.0;
+    const SessionResult full = session({requestAt(t, {most - 50, 0, 0, 0, 0, most - 50})}, "a");
+    const SessionResult small =
+        session({requestAt(t + 1, {40, 0, 0, 0, 0, 40}), requestAt(t + 2, {30, 0, 0, 0, 0, 30}),
+                 requestAt(t + 3, {10, 0, 0, 0, 0, 10})},
+                "a");
+    const Aggregates sums(listOf({full, small}), 0, std::nullopt);
+    EXPECT_EQ(sums.weeks.begin()->second.projects.at("a").inputTokens, most);
+    EXPECT_EQ(sums.daily.begin()->second, most);
 }
 
 /// Instants a few doubles before, at and behind the edges of quarter hours and cycles, in any order.

@@ -140,6 +140,23 @@ TEST_F(JsonSizeTest, aRepeatedKeyCountsOnceWithItsLastValue) {
     EXPECT_EQ(compact(R"({"\ud800":1,"�":2})"), 7);
 }
 
+TEST_F(JsonSizeTest, keysThatLookAlikeAreTwo) {
+    EXPECT_EQ(compact(R"({"one_key":1,"other_key":1,"once_key":1})"), 40);
+    EXPECT_EQ(compact(R"({"abc":1,"acc":2,"abc":33})"), 18);
+    EXPECT_EQ(compact(R"({"":1,"a":2,"":3})"), 12);
+}
+
+TEST_F(JsonSizeTest, repeatedKeysInsideEachOtherTakeNoExponentialTime) {
+    std::string text = "1";
+    for (int i = 0; i < 500; ++i)
+        text = R"({"a":)" + text + R"(,"a":)" + (i % 2 == 0 ? "0" : "10") + "}";
+    EXPECT_EQ(compact(text), 8);
+    text = "1";
+    for (int i = 0; i < 500; ++i)
+        text = R"({"a":0,"a":)" + text + "}";
+    EXPECT_EQ(compact(text), 500 * 6 + 1);
+}
+
 TEST_F(JsonSizeTest, objectsOfManyKeysAreMeasuredLikeSmallOnes) {
     for (int count = 1; count < 40; ++count) {
         std::string text = "{";

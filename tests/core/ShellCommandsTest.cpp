@@ -182,6 +182,7 @@ protected:
 TEST_F(CommandStringTest, argumentsAreReadAsJson) {
     EXPECT_EQ(command(R"({"arguments":"{\"cmd\":[\"git\",\"status\"]}"})"), "git status");
     EXPECT_EQ(command(R"({"arguments":"{\"cmd\":\"ls -la\"}"})"), "ls -la");
+    EXPECT_EQ(command(R"({"arguments":"{\"\\u0063m\\u0064\":\"ls\"}"})"), "ls");
 }
 
 TEST_F(CommandStringTest, argumentsThatAreNoObjectGiveNothing) {

@@ -89,6 +89,39 @@ TEST(StringIndex, manyTextsAreFoundAgain) {
     EXPECT_EQ(index.size(), 5000u);
 }
 
+TEST(StringIndex, findsWhatItHoldsAfterItGaveRoomBack) {
+    StringIndex index;
+    for (int i = 0; i < 100; ++i)
+        index.intern("id " + std::to_string(i));
+    index.shrinkToFit();
+    StringIndex copy = index;
+    EXPECT_EQ(index.find("id 57"), 57u);
+    EXPECT_EQ(index.find("id 100"), StringPool::none);
+    EXPECT_EQ(copy.intern("id 100"), 100u);
+    EXPECT_EQ(copy.intern("id 3"), 3u);
+    EXPECT_EQ(copy.size(), 101u);
+
+    StringIndex empty;
+    empty.shrinkToFit();
+    EXPECT_EQ(empty.find("a"), StringPool::none);
+    EXPECT_EQ(empty.intern("a"), 0u);
+}
+
+TEST(StringIndex, tellsTextsApartByEachByte) {
+    StringIndex index;
+    for (std::size_t length = 1; length < 40; ++length) {
+        const std::string text(length, 'x');
+        ASSERT_EQ(index.find(text), StringPool::none);
+        const auto number = index.intern(text);
+        for (std::size_t i = 0; i < length; ++i) {
+            std::string other = text;
+            other[i] = 'y';
+            ASSERT_NE(index.intern(other), number);
+        }
+        ASSERT_EQ(index.intern(text), number);
+    }
+}
+
 TEST(StringIndex, copiesDiverge) {
     StringIndex first;
     first.intern("common");
@@ -103,7 +136,7 @@ TEST(StringIndex, copiesDiverge) {
 TEST(StringIndex, oneThatWasMovedFromIsEmptyAndUsable) {
     StringIndex source;
     source.intern("a");
-    const StringIndex target = std::move(source);
+    StringIndex target = std::move(source);
     EXPECT_EQ(source.find("a"), StringPool::none);  // NOLINT(bugprone-use-after-move): that is what is tested
     EXPECT_EQ(source.intern("b"), 0u);
     EXPECT_EQ(target.find("a"), 0u);

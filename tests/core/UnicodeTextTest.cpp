@@ -89,6 +89,14 @@ TEST(UnicodeText, cutsAtCharacters) {
     EXPECT_EQ(withoutLastCharacters(text, 99), "");
 }
 
+TEST(UnicodeText, cutsNoCharacterInTwo) {
+    EXPECT_EQ(firstCharacters("ab\u0301c", 1), "a");
+    EXPECT_EQ(firstCharacters("ab\u0301c", 2), "ab\u0301");
+    EXPECT_EQ(firstCharacters("a\r\nbc", 2), "a\r\n");
+    EXPECT_EQ(firstCharacters("abc", 3), "abc");
+    EXPECT_EQ(firstCharacters("abc", std::string::npos), "abc");
+}
+
 TEST(UnicodeText, trimsUnicodesWhiteSpaceOnly) {
     EXPECT_EQ(trimmedWhiteSpace(""), "");
     EXPECT_EQ(trimmedWhiteSpace(" \t\r\n"), "");
