@@ -25,10 +25,11 @@ constexpr const char* createTable =
     "tool TEXT NOT NULL,\n"
     "blob BLOB NOT NULL)";
 
-/// Written pages are flushed to the disk when the log goes into the database, which with every row a
-/// transaction of its own would be too often by default: every 32 MB will do.
-constexpr const char* journal =
-    "PRAGMA journal_mode=WAL; PRAGMA synchronous=NORMAL; PRAGMA wal_autocheckpoint=8000";
+// Written pages are flushed to the disk when the log goes into the database, which with every row a
+// transaction of its own would be too often by default: every 32 MB will do.
+constexpr const char* flushWithTheLog = "PRAGMA synchronous=NORMAL";
+constexpr const char* keepALongLog = "PRAGMA wal_autocheckpoint=8000";
+constexpr const char* writeALog = "PRAGMA journal_mode=WAL";
 
 constexpr std::chrono::milliseconds patience{1000};
 
@@ -87,7 +88,10 @@ FileCacheStore::FileCacheStore(const std::optional<std::string>& path) : path_(p
     db_ = SqliteDatabase::open(path_);
     if (!db_) return;
     db_->setPatience(patience);
-    noteLock(db_->execute(journal));
+    noteLock(db_->execute(flushWithTheLog));
+    db_->execute(keepALongLog);
+    // SQLite doesn't always wait here: of several that make the database at once one succeeds, for all.
+    db_->execute(writeALog);
     noteLock(db_->execute(createTable));
 }
 

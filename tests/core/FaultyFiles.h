@@ -4,9 +4,9 @@
 
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <map>
 #include <set>
+#include <sstream>
 #include <string>
 
 #include "Foundation/Check.h"
@@ -57,6 +57,8 @@ public:
         failing_ = 0;
         isOff_ = false;
     }
+    /// How many times a file was flushed so far.
+    int flushes() const { return flushes_; }
     /// True if as many steps were taken as were needed for the failure.
     bool hasFailed() const { return step_ >= failing_; }
 
@@ -85,8 +87,9 @@ private:
     };
 
     static std::string contents(const std::string& path) {
-        std::ifstream file(path, std::ios::binary);
-        return {std::istreambuf_iterator<char>(file), {}};
+        std::ostringstream bytes;
+        bytes << std::ifstream(path, std::ios::binary).rdbuf();
+        return bytes.str();
     }
     static sqlite3_file* realOf(sqlite3_file* file) {
         return reinterpret_cast<sqlite3_file*>(reinterpret_cast<File*>(file) + 1);
@@ -139,6 +142,7 @@ private:
     /// No disk needs to be waited for.
     static int flushFile(sqlite3_file* file, int) {
         if (current->fails()) return SQLITE_IOERR_FSYNC;
+        ++current->flushes_;
         const std::string& path = *reinterpret_cast<File*>(file)->path;
         current->flushed_[path] = contents(path);
         return SQLITE_OK;
@@ -181,6 +185,7 @@ private:
     sqlite3_vfs shim_{};
     int step_ = 0;
     int failing_ = 0;
+    int flushes_ = 0;
     Kind kind_ = Kind::once;
     bool isOff_ = false;
     std::map<std::string, std::string> flushed_;

@@ -46,6 +46,10 @@ protected:
         check(opened.has_value(), "a test database can't be opened");
         return std::move(*opened);
     }
+    void forgetDatabase() const {
+        for (const auto* end : {"", "-wal", "-shm", "-journal"})
+            std::filesystem::remove(database() + end);
+    }
     void run(const std::string& sql) const { check(connection().execute(sql), "a test's statement fails"); }
     /// The first column of each row, as text.
     std::vector<std::string> query(const std::string& sql) const {

@@ -1,3 +1,4 @@
+#include <array>
 #include <atomic>
 #include <csignal>
 #include <cstdlib>
@@ -18,10 +19,16 @@ std::string pathOf(std::int64_t version) {
     return "/logs/" + std::to_string(version % static_cast<std::int64_t>(pathCount));
 }
 
-/// A process that writes one row after the other, and a byte into a pipe for each, a hundred times. Now and
-/// then it opens the store anew, which brings the log into the database.
+/// Of some versions a file isn't written but removed.
+bool removes(std::int64_t version) {
+    return version % 4 == 3;
+}
+
+/// A process that writes or removes one row after the other, and a byte into a pipe for each, a hundred
+/// times. Now and then it opens the store anew, which brings the log into the database.
 class Writer {
 public:
+    /// Returns as soon as it is about to open the store.
     Writer(const std::string& database, std::int64_t firstVersion) {
         std::array<int, 2> pipe{};
         check(::pipe(pipe.data()) == 0, "no pipe for a test");
@@ -30,6 +37,7 @@ public:
         if (process_ == 0) writeRows(database, firstVersion, pipe[1]);
         ::close(pipe[1]);
         written_ = pipe[0];
+        await(1);
     }
     ~Writer() {
         ::close(written_);
@@ -54,18 +62,26 @@ public:
     }
 
 private:
+    static void tell(int pipe) {
+        if (::write(pipe, "", 1) != 1) ::_exit(1);
+    }
+
     /// What is to be written is made before, so that a kill finds the process at the database.
     [[noreturn]] static void writeRows(const std::string& database, std::int64_t first, int pipe) {
         constexpr std::int64_t rows = 100;
         std::vector<EncodedFile> files;
         for (std::int64_t version = first; version < first + rows; ++version)
             files.push_back(encode(fileOfVersion(pathOf(version), version)).value());
+        tell(pipe);
         std::optional<FileCacheStore> store;
         for (std::int64_t i = 0; i < rows; ++i) {
             if (i % 11 == 10) store.reset();
             if (!store) store.emplace(database);
-            store->upsert(files[static_cast<std::size_t>(i)], stampOfVersion(first + i));
-            if (::write(pipe, "", 1) != 1) ::_exit(1);
+            if (removes(first + i))
+                store->remove({pathOf(first + i)});
+            else
+                store->upsert(files[static_cast<std::size_t>(i)], stampOfVersion(first + i));
+            tell(pipe);
         }
         while (true)
             ::pause();
@@ -75,6 +91,21 @@ private:
     int written_ = -1;
 };
 
+/// Lives and dies, and tells the last version that it has written for certain. The less it is let to do, the
+/// likelier it dies while it makes the database.
+std::int64_t lastOfKilled(const std::string& database, std::int64_t firstVersion, std::size_t mostRows,
+                          std::mt19937& random) {
+    const Writer writer(database, firstVersion);
+    const std::size_t awaited = random() % (mostRows + 1);
+    writer.await(awaited);
+    // Somewhere within the next rows.
+    std::atomic<std::size_t> spin = random() % 200'000;
+    while (spin > 0)
+        --spin;
+    writer.kill();
+    return firstVersion - 1 + static_cast<std::int64_t>(awaited + writer.rest());
+}
+
 int kills() {
     const char* const wanted = std::getenv("LEDGERFERN_KILLS");
     return wanted == nullptr ? 20 : static_cast<int>(readInteger(wanted).value_or(20));
@@ -83,31 +114,70 @@ int kills() {
 TEST_F(FileCacheProcessesTest, aKillLeavesEachRowOldOrNew) {
     std::mt19937 random(3);
     std::int64_t version = 1;
+    Versions expected;
+    const auto expect = [&] {
+        if (removes(version))
+            expected.erase(pathOf(version));
+        else
+            expected[pathOf(version)] = version;
+        ++version;
+    };
     for (int round = 0; round < kills() && !HasFailure(); ++round) {
         SCOPED_TRACE(round);
-        std::int64_t last = version - 1;
-        {
-            const Writer writer(database(), version);
-            const std::size_t awaited = 1 + random() % 50;
-            writer.await(awaited);
-            // Somewhere within the next rows.
-            std::atomic<std::size_t> spin = random() % 200'000;
-            while (spin > 0)
-                --spin;
-            writer.kill();
-            last += static_cast<std::int64_t>(awaited + writer.rest());
+        const bool isNew = round % 3 == 0;
+        if (isNew) {
+            forgetDatabase();
+            expected.clear();
         }
+        const std::int64_t last = lastOfKilled(database(), version, isNew ? 1 : 50, random);
+        while (version <= last)
+            expect();
         const Versions found = versions();
         EXPECT_EQ(query("PRAGMA integrity_check"), std::vector<std::string>{"ok"});
         // The row that was under way may be there or not.
-        for (std::int64_t known = std::max<std::int64_t>(1, last - 4); known <= last; ++known) {
-            const std::int64_t next = known + static_cast<std::int64_t>(pathCount);
-            const auto row = found.find(pathOf(known));
-            ASSERT_NE(row, found.end()) << pathOf(known);
-            EXPECT_TRUE(row->second == known || (row->second == next && next == last + 1))
-                << row->second << " where " << known << " was written";
+        if (found != expected) expect();
+        EXPECT_EQ(found, expected);
+    }
+}
+
+/// A process that waits until the pipe is closed, writes so many rows, and ends.
+pid_t startWriter(const std::string& database, const std::string& folder, std::size_t rows,
+                  const std::array<int, 2>& start) {
+    const pid_t process = ::fork();
+    check(process >= 0, "no process for a test");
+    if (process > 0) return process;
+    ::close(start[1]);
+    char byte = 0;
+    if (::read(start[0], &byte, 1) != 0) ::_exit(1);
+    {
+        FileCacheStore store(database);
+        for (std::size_t i = 0; i < rows; ++i)
+            upsertVersion(store, folder + std::to_string(i), 5);
+    }
+    ::_exit(0);
+}
+
+TEST_F(FileCacheProcessesTest, twoProcessesMakeTheDatabaseAtOnce) {
+    constexpr std::size_t rows = 5;
+    for (int round = 0; round < 20 && !HasFailure(); ++round) {
+        SCOPED_TRACE(round);
+        forgetDatabase();
+        std::array<int, 2> start{};
+        check(::pipe(start.data()) == 0, "no pipe for a test");
+        const std::array writers = {startWriter(database(), "/one/", rows, start),
+                                    startWriter(database(), "/two/", rows, start)};
+        ::close(start[0]);
+        ::close(start[1]);
+        for (const pid_t writer : writers) {
+            int status = -1;
+            EXPECT_EQ(::waitpid(writer, &status, 0), writer);
+            EXPECT_EQ(status, 0);
         }
-        version = last + 1;
+        const Versions found = versions();
+        EXPECT_EQ(found.size(), 2 * rows);
+        for (const auto& [path, version] : found)
+            EXPECT_EQ(version, 5) << path;
+        EXPECT_EQ(query("PRAGMA integrity_check"), std::vector<std::string>{"ok"});
     }
 }
 

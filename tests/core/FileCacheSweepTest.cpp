@@ -14,11 +14,6 @@ protected:
     static constexpr std::int64_t oldVersion = 21;
     static constexpr std::int64_t newVersion = 46;  // several pages
 
-    void forgetDatabase() const {
-        for (const auto* end : {"", "-wal", "-shm", "-journal"})
-            std::filesystem::remove(database() + end);
-    }
-
     /// A database with rows a, b, c of the old version.
     void prepare() const {
         forgetDatabase();
