@@ -1,7 +1,6 @@
 #include "Engine/Engine.h"
 
 #include <algorithm>
-#include <numeric>
 
 #include "Engine/ThreadNames.h"
 #include "Foundation/DirectoryWalk.h"
@@ -165,18 +164,20 @@ Engine::FileCounts Engine::takeCold(const std::vector<DiscoveredFile>& files, co
                                     const ScanOptions& options) {
     FileCounts filesPerTool;
     std::vector<std::string> seen;
+    bool hasRead = false;
     for (std::span<const std::size_t> rest = kept; !rest.empty();) {
         const auto some = rest.first(portionOf(files, rest));
         rest = rest.subspan(some.size());
-        std::vector<ColdOutcome> outcomes = readCold(files, some, options);
+        std::vector<ColdOutcome> outcomes = coldOutcomes(files, some, options);
         for (std::size_t i = 0; i < some.size(); ++i) {
             const DiscoveredFile& file = files[some[i]];
             seen.push_back(file.path);
             ++filesPerTool[file.kind];
+            hasRead = hasRead || !outcomes[i].restored;
             merge(file, std::move(outcomes[i]));
         }
     }
-    if (!kept.empty()) releaseFreeMemory();
+    if (hasRead) releaseFreeMemory();
     countRest(seen, filesPerTool);
     return filesPerTool;
 }
@@ -191,36 +192,40 @@ std::size_t Engine::portionOf(const std::vector<DiscoveredFile>& files, std::spa
     return count;
 }
 
-/// Looks at files in parallel: the only work that grows with history. The largest go first, so that no worker
-/// is left alone with one of them at the end.
-std::vector<Engine::ColdOutcome> Engine::readCold(const std::vector<DiscoveredFile>& files,
-                                                  std::span<const std::size_t> kept,
-                                                  const ScanOptions& options) const {
+/// Restores what the cache answers for, and reads the rest in parallel: the only work that grows with
+/// history. The largest go first, so that no worker is left alone with one of them at the end.
+std::vector<Engine::ColdOutcome> Engine::coldOutcomes(const std::vector<DiscoveredFile>& files,
+                                                      std::span<const std::size_t> kept,
+                                                      const ScanOptions& options) const {
+    const auto fileOf = [&](std::size_t i) -> const DiscoveredFile& { return files[kept[i]]; };
     std::vector<ColdOutcome> outcomes(kept.size());
-    std::vector<std::size_t> order(kept.size());
-    std::iota(order.begin(), order.end(), std::size_t{0});
-    std::stable_sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) {
-        return files[kept[a]].stat.size > files[kept[b]].stat.size;
-    });
-    std::vector<std::unique_ptr<ReadScratch>> scratches(workerCount(kept.size(), workers_));
-    parallelFor(kept.size(), workers_, [&](std::size_t i, std::size_t worker) {
-        outcomes[order[i]] = outcomeOf(files[kept[order[i]]], options, scratches[worker]);
+    std::vector<std::size_t> unread;
+    for (std::size_t i = 0; i < kept.size(); ++i) {
+        if (options.useCache) outcomes[i].restored = cache_.restore(fileOf(i).path, fileOf(i).stat);
+        if (!outcomes[i].restored) unread.push_back(i);
+    }
+    std::stable_sort(unread.begin(), unread.end(),
+                     [&](std::size_t a, std::size_t b) { return fileOf(a).stat.size > fileOf(b).stat.size; });
+    std::vector<std::unique_ptr<ReadScratch>> scratches(workerCount(unread.size(), workers_));
+    parallelFor(unread.size(), workers_, [&](std::size_t i, std::size_t worker) {
+        outcomes[unread[i]] = readCold(fileOf(unread[i]), options, scratches[worker]);
     });
     return outcomes;
 }
 
-/// A file that can't be opened has a fresh state, and is tried again by the next scan.
-Engine::ColdOutcome Engine::outcomeOf(const DiscoveredFile& file, const ScanOptions& options,
-                                      std::unique_ptr<ReadScratch>& scratch) const {
-    if (options.useCache)
-        if (auto restored = cache_.restore(file.path, file.stat)) return {std::move(restored), nullptr, {}};
+/// A file that can't be opened has a fresh state and an empty row, and is tried again by the next scan. One
+/// that opened and didn't give all its bytes has no row, lest that answered for what wasn't read.
+Engine::ColdOutcome Engine::readCold(const DiscoveredFile& file, const ScanOptions& options,
+                                     std::unique_ptr<ReadScratch>& scratch) const {
     if (!scratch) scratch = std::make_unique<ReadScratch>();
     ColdOutcome outcome{std::nullopt, makeLiveLog(file.kind, options.attribCutoff), std::nullopt};
-    outcome.live->read(file.path, *scratch);
+    const bool isOpened = outcome.live->read(file.path, *scratch);
     if (options.finishFiles) outcome.live->finish();
     outcome.live->giveBackRoom();
     static_cast<void>(outcome.live->session(file.path));  // made here, where others are at work too
-    if (options.useCache) outcome.row = ScanCache::rowOf(*outcome.live, file.path, file.stat, clock_());
+    const bool isWhole = !isOpened || outcome.live->bytesConsumed() >= file.stat.size;
+    if (options.useCache && isWhole)
+        outcome.row = ScanCache::rowOf(*outcome.live, file.path, file.stat, clock_());
     return outcome;
 }
 

@@ -71,7 +71,7 @@ private:
     using LiveFiles = std::map<std::string, LivePointer>;  // by path
     using FileIndices = std::vector<std::size_t>;
     using FileCounts = std::map<ToolKind, std::int64_t>;
-    /// What looking at a file for the first time came to.
+    /// What became of a file without a state.
     struct ColdOutcome {
         std::optional<ScanCache::Restored> restored;  ///< Absent: it was read.
         LivePointer live;
@@ -91,10 +91,11 @@ private:
     FileCounts takeCold(const std::vector<DiscoveredFile>& files, const FileIndices& kept,
                         const ScanOptions& options);
     static std::size_t portionOf(const std::vector<DiscoveredFile>& files, std::span<const std::size_t> rest);
-    std::vector<ColdOutcome> readCold(const std::vector<DiscoveredFile>& files,
-                                      std::span<const std::size_t> kept, const ScanOptions& options) const;
-    ColdOutcome outcomeOf(const DiscoveredFile& file, const ScanOptions& options,
-                          std::unique_ptr<ReadScratch>& scratch) const;
+    std::vector<ColdOutcome> coldOutcomes(const std::vector<DiscoveredFile>& files,
+                                          std::span<const std::size_t> kept,
+                                          const ScanOptions& options) const;
+    ColdOutcome readCold(const DiscoveredFile& file, const ScanOptions& options,
+                         std::unique_ptr<ReadScratch>& scratch) const;
     void merge(const DiscoveredFile& file, ColdOutcome outcome);
     void countRest(const std::vector<std::string>& seen, FileCounts& filesPerTool) const;
     std::optional<ToolKind> kindForPath(std::string_view path) const;

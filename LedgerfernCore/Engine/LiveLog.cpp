@@ -62,8 +62,10 @@ private:
 
 }  // namespace
 
-void LiveLog::read(const std::string& path, ReadScratch& scratch) {
-    if (readTail(path, scratch)) published_.reset();
+bool LiveLog::read(const std::string& path, ReadScratch& scratch) {
+    if (!readTail(path, scratch)) return false;
+    published_.reset();
+    return true;
 }
 
 void LiveLog::finish() {

@@ -18,8 +18,8 @@ class LiveLog {
 public:
     virtual ~LiveLog() = default;
 
-    /// Reads what was appended. Where the file can't be opened nothing changes.
-    void read(const std::string& path, ReadScratch& scratch);
+    /// Reads what was appended. False where the file can't be opened: then nothing changes.
+    bool read(const std::string& path, ReadScratch& scratch);
     /// Takes the file as ended.
     void finish();
     /// The session, finalised anew only where the state has changed since; null where the state makes none.

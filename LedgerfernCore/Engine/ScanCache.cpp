@@ -8,12 +8,14 @@ void ScanCache::open(unsigned workers) {
     for (auto& [path, row] : store_->loadAll(workers))
         rows_.emplace_hint(rows_.end(), path,
                            Row{row.stamp, row.file.toSessionResult(), row.file.wasUsable, std::nullopt});
+    for (std::string& path : store_->paths())
+        rows_.try_emplace(std::move(path));
 }
 
 bool ScanCache::answersFor(const std::string& path, const FileStat& stat) const {
     const auto found = rows_.find(path);
-    return found != rows_.end() && found->second.stamp.size == stat.size &&
-           found->second.stamp.mtime == stat.mtimeMs;
+    if (found == rows_.end() || !found->second.session) return false;
+    return found->second.stamp.size == stat.size && found->second.stamp.mtime == stat.mtimeMs;
 }
 
 std::optional<ScanCache::Restored> ScanCache::restore(const std::string& path, const FileStat& stat) const {

@@ -50,11 +50,12 @@ public:
     }
 
 private:
-    /// A row that has been written in this run holds the session as it was parsed, which lives anyway, and
-    /// is brought into its restored form when that is asked for.
+    /// A row that has been written in this run holds the session as it was parsed, and is brought into its
+    /// restored form when that is asked for. The live state shares that session's requests until its file
+    /// grows; from then on the row alone holds them, as only it knows what the file was.
     struct Row {
         FileStamp stamp;
-        SessionPointer session;
+        SessionPointer session;  ///< Null where the row can't be read: it answers for no file.
         bool wasUsable = false;
         std::optional<Instant> writtenAt;  ///< Present: the session is as it was parsed.
     };

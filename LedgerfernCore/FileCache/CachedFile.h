@@ -11,7 +11,7 @@
 namespace ledgerfern {
 
 /// What the cache keeps of one log file: its session as it comes back, which isn't quite as it was parsed. A
-/// request has no `dominant`, and has a time in any case.
+/// request has no `dominant`, has a time in any case, and counters above 2^53 have lost their last bits.
 struct CachedFile {
     /// Of the record's form. Rows of an earlier one are passed over.
     static constexpr std::int64_t version = 4;

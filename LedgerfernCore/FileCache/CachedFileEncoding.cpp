@@ -141,11 +141,13 @@ void writeSecondHalf(JsonWriter& json, const CachedFile& file, const ModelTable&
     json.member("wasUsable", file.wasUsable);
 }
 
-RequestList withoutDominants(const RequestList& requests, Instant now) {
+RequestList asRestored(const RequestList& requests, Instant now) {
     std::vector<RequestRecord> records(requests.records().begin(), requests.records().end());
     for (RequestRecord& record : records) {
         if (!record.hasTime()) record.time = now;
         record.dominant = StringPool::none;
+        for (std::size_t i = 0; i < UsageTotals::fields.size(); ++i)
+            record.d.at(i) = throughDouble(record.d.at(i));
     }
     SharedArray<RequestRecord> array;
     array.append(records.data(), records.size());
@@ -157,7 +159,9 @@ RequestList withoutDominants(const RequestList& requests, Instant now) {
 CachedFile CachedFile::of(const SessionResult& result, std::optional<std::string> sessionId, bool wasUsable,
                           Instant now) {
     const auto session = std::make_shared<SessionResult>(result);
-    session->requests = withoutDominants(result.requests, now);
+    session->requests = asRestored(result.requests, now);
+    for (auto& [day, reading] : session->rlDaily)
+        if (reading.resetsAt) reading.resetsAt = throughDouble(*reading.resetsAt);
     return {session, std::move(sessionId), wasUsable, version};
 }
 

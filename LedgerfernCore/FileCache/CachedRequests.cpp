@@ -36,6 +36,10 @@ RequestRecord unpacked(const Packed& numbers) {
 
 }  // namespace
 
+std::int64_t throughDouble(std::int64_t number) {
+    return truncated(static_cast<double>(number)).value_or(number);
+}
+
 std::string packedRequests(const RequestList& requests) {
     std::string bytes(requests.size() * sizeof(Packed), '\0');
     char* place = bytes.data();

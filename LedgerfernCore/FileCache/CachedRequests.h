@@ -12,6 +12,10 @@
 /// the requests. That takes 56 bytes and no parsing; counters above 2^53 lose their last bits.
 namespace ledgerfern {
 
+/// What comes back of a number that is stored as a double. From 2^53 on that is the nearest double; where
+/// that doesn't fit 64 bits, nothing comes back, and the number stays as it is here.
+std::int64_t throughDouble(std::int64_t number);
+
 std::string packedRequests(const RequestList& requests);
 
 /// The whole requests that the bytes begin with, without names; what is left behind them is dropped. Absent

@@ -116,6 +116,16 @@ std::map<std::string, CachedRow> FileCacheStore::loadAll(std::size_t workers) {
     return byPath(std::move(rows));
 }
 
+std::vector<std::string> FileCacheStore::paths() {
+    if (!db_) return {};
+    auto statement = db_->prepare("SELECT path FROM files;");
+    if (!noteLock(statement.has_value())) return {};
+    std::vector<std::string> paths;
+    while (statement->step() == Step::row)
+        if (const auto path = statement->text(0)) paths.emplace_back(*path);
+    return paths;
+}
+
 void FileCacheStore::upsert(const CachedFile& file, const FileStamp& stamp) {
     if (!db_) return;
     if (const auto encoded = encode(file)) upsert(*encoded, stamp);

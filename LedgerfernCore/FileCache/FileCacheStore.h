@@ -39,6 +39,8 @@ public:
     /// All rows of the present version that can be read, by path. Decoded by so many threads, 0 for one each
     /// processor.
     std::map<std::string, CachedRow> loadAll(std::size_t workers = 0);
+    /// The paths of all rows, those included that can't be read or are of an earlier version.
+    std::vector<std::string> paths();
     /// Writes one row, which stands from then on, or replaces the file's row. Not written is a record that
     /// can't be encoded, and one with a number of 2^63 or more in its stamp.
     void upsert(const CachedFile& file, const FileStamp& stamp);

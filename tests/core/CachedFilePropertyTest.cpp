@@ -19,7 +19,7 @@ std::string randomText() {
 /// Beyond 2^53 a double has no longer a place for every integer.
 std::int64_t randomCounter() {
     const std::int64_t limit =
-        *rc::gen::elementOf(std::vector<std::int64_t>{10, 1'000'000, std::int64_t{1} << 53});
+        *rc::gen::elementOf(std::vector<std::int64_t>{10, 1'000'000, std::int64_t{1} << 62});
     return *rc::gen::inRange<std::int64_t>(-limit, limit + 1);
 }
 
@@ -91,6 +91,10 @@ SessionResult randomSession() {
     return result;
 }
 
+std::int64_t asDouble(std::int64_t number) {
+    return static_cast<std::int64_t>(static_cast<double>(number));
+}
+
 /// The session as it is to come back.
 SessionResult withoutWhatIsLost(SessionResult result, Instant now) {
     StringIndex names;
@@ -100,7 +104,11 @@ SessionResult withoutWhatIsLost(SessionResult result, Instant now) {
         records[i].time = request.ts.value_or(now);
         records[i].dominant = StringPool::none;
         if (request.model) records[i].model = names.intern(*request.model);
+        for (std::size_t k = 0; k < UsageTotals::fields.size(); ++k)
+            records[i].d.at(k) = asDouble(request.d.at(k));
     }
+    for (auto& [day, reading] : result.rlDaily)
+        if (reading.resetsAt) reading.resetsAt = asDouble(*reading.resetsAt);
     SharedArray<RequestRecord> array;
     array.append(records.data(), records.size());
     result.requests = {array, names.pool()};

@@ -2,10 +2,14 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
+#include <functional>
 #include <map>
+#include <memory>
+#include <optional>
 #include <set>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "ClaudeLog.h"
 #include "CodexLog.h"
@@ -32,15 +36,25 @@ protected:
         std::int64_t size = 0, mtime = 0, consumed = 0, number = 0;
         std::string tool;
         bool wasUsable = false;
+        std::optional<std::string> sessionId;
 
         bool operator==(const Row&) const = default;
     };
     using Rows = std::map<std::string, Row>;  // by name
 
     std::string database() const { return home / "cache.sqlite"; }
-    Engine newEngine(Instant present = now) const {
-        return Engine({{home / "codex", ToolKind::codex}, {home / "claude", ToolKind::claudeCode}},
-                      fixedClock(present), 2, database());
+    std::vector<ToolRoot> roots() const {
+        return {{home / "codex", ToolKind::codex}, {home / "claude", ToolKind::claudeCode}};
+    }
+    Engine newEngine() const { return Engine(roots(), fixedClock(now), 2, database()); }
+    /// The event happens when the engine's first scan has read the largest file, and none of the others.
+    Engine engineInterruptedBy(const std::function<void()>& event) const {
+        const auto hasHappened = std::make_shared<bool>(false);
+        const Clock clock = [=] {
+            if (!std::exchange(*hasHappened, true)) event();
+            return now;
+        };
+        return Engine(roots(), clock, 1, database());
     }
     static ScanOptions cached() {
         ScanOptions options;
@@ -99,14 +113,10 @@ protected:
         if (!statement) return result;
         while (statement->step() == SqliteStatement::Step::row) {
             const auto number = [&](int column) { return statement->integer(column).value(); };
-            const auto file = CachedFileDecoder().decode(std::string(statement->blob(6).value()));
+            const auto file = CachedFileDecoder().decode(std::string(statement->blob(6).value())).value();
             result[nameOf(std::string(statement->text(0).value()))] = {
-                number(1),
-                number(2),
-                number(3),
-                number(4),
-                std::string(statement->text(5).value()),
-                file.value().wasUsable};
+                number(1),      number(2),     number(3), number(4), std::string(statement->text(5).value()),
+                file.wasUsable, file.sessionId};
         }
         return result;
     }

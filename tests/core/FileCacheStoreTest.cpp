@@ -1,5 +1,6 @@
 #include "FileCache/FileCacheStore.h"
 
+#include <algorithm>
 #include <limits>
 
 #include "core/FileCacheFixture.h"
@@ -147,6 +148,23 @@ TEST_F(FileCacheStoreTest, passesOverEarlierVersionsAndLeavesThemThere) {
     EXPECT_EQ(query("SELECT count(*) FROM files"), std::vector<std::string>{"3"});
     opened.remove({"/none"});
     EXPECT_EQ(query("SELECT count(*) FROM files"), std::vector<std::string>{"2"});
+}
+
+TEST_F(FileCacheStoreTest, knowsThePathsOfRowsThatCantBeRead) {
+    upsertOnce("/good", 1);
+    insertRow("'/undecodable'", "1,1,1", "x'00'");
+    insertRow("'/empty'", "1,1,1", "x''");
+    insertRow("'/negative'", "-1,1,1", asBlob(leastRecord().dump()));
+    insertRow("NULL", "1,1,1", asBlob(leastRecord().dump()));
+    FileCacheStore opened = store();
+    EXPECT_EQ(opened.loadAll().size(), 1U);
+    auto paths = opened.paths();
+    std::sort(paths.begin(), paths.end());
+    EXPECT_EQ(paths, (std::vector<std::string>{"/empty", "/good", "/negative", "/undecodable"}));
+    opened.remove(paths);
+    EXPECT_TRUE(opened.paths().empty());
+    opened.close();
+    EXPECT_TRUE(opened.paths().empty());
 }
 
 TEST_F(FileCacheStoreTest, givesTheSameHoweverManyThreadsDecode) {
