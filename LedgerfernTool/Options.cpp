@@ -147,9 +147,9 @@ std::optional<UsageError> takeCache(const Usage& usage, const Parsed& parsed, Op
         return UsageError{"--cache and --no-cache exclude each other; give one"};
     if (options.cacheFile && options.cacheFile->empty())
         return UsageError{"--cache needs the name of a file"};
-    const bool isUsual =
-        usage.usesCache && !options.namesRoots() && !options.finish && !isSet(parsed, "--no-cache");
-    options.usesCache = options.cacheFile || isUsual;
+    const bool isUsual = usage.cacheUse == CacheUse::usual && !options.namesRoots() && !options.finish &&
+                         !isSet(parsed, "--no-cache");
+    options.usesCache = isUsual || (options.cacheFile && usage.cacheUse != CacheUse::never);
     return std::nullopt;
 }
 
@@ -256,9 +256,12 @@ std::optional<UsageError> take(const Usage& usage, const Parsed& parsed,
     return takeOperand(usage, operands, options);
 }
 
-/// What the option does in a command that keeps nothing by itself.
-OptionText withoutCache(OptionText option) {
-    if (option.name == "--no-cache") option.meaning = "Changes nothing: without --cache, nothing is kept.";
+/// What the option does in a command of that use of the cache.
+OptionText forCacheUse(CacheUse use, OptionText option) {
+    if (use == CacheUse::named && option.name == "--no-cache")
+        option.meaning = "Changes nothing: without --cache, nothing is kept.";
+    if (use == CacheUse::never && (option.name == "--cache" || option.name == "--no-cache"))
+        option.meaning = "Changes nothing: all logs are read, and nothing is kept.";
     return option;
 }
 
@@ -281,7 +284,7 @@ const std::vector<OptionText>& commonOptions() {
         {"--finish", "", "Take every log for finished, and count what its end holds open."},
         {"--cache", "FILE",
          "Keep in FILE what was read, and take from there what hasn't changed since. One FILE belongs to one "
-         "set of folders."},
+         "set of folders. The command session does without."},
         {"--no-cache", "",
          "Read all logs, and keep nothing. Without it and without --cache, what was read is kept in the "
          "application's own cache, except with --codex, --claude or --finish, and by session, export, parity "
@@ -319,7 +322,8 @@ std::vector<OptionText> Usage::options() const {
                      if (isOwn) return false;
                      return scans || option.name == "--help" || option.name == "--version";
                  });
-    if (!usesCache) std::transform(all.begin(), all.end(), all.begin(), withoutCache);
+    std::transform(all.begin(), all.end(), all.begin(),
+                   [&](const OptionText& option) { return forCacheUse(cacheUse, option); });
     return all;
 }
 

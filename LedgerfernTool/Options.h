@@ -70,13 +70,20 @@ const std::vector<OptionText>& commonOptions();
 /// The options that choose what is counted; without them, that is the scope `usual` of both agents.
 std::vector<OptionText> scopeOptions(std::string_view usual);
 
+/// When a command uses the file cache.
+enum class CacheUse {
+    usual,  ///< On the usual folders, without an option that says otherwise, and when a file is named.
+    named,  ///< When a file is named.
+    never
+};
+
 /// What a command knows of its arguments.
 struct Usage {
     std::string_view command;
     std::vector<OptionText> ownOptions;
     std::string_view operand;  ///< What its one operand is called; empty where it takes none.
     bool scans = true;         ///< It reads logs; otherwise it knows few of the common options.
-    bool usesCache = true;     ///< On the usual folders, without an option that says otherwise.
+    CacheUse cacheUse = CacheUse::usual;
 
     /// Its own options, then the common ones that it doesn't explain by itself.
     std::vector<OptionText> options() const;

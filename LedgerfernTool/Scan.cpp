@@ -40,6 +40,11 @@ std::vector<ToolRoot> rootsFor(const Options& options, Console& console) {
     return roots;
 }
 
+/// What the application's own cache holds is of the true present, whatever is taken for it here.
+Clock cacheClockFor(const Options& options, const Clock& clock) {
+    return options.cacheFile ? clock : systemClock();
+}
+
 }  // namespace
 
 Scan scanRoots(const Options& options, Console& console) {
@@ -48,7 +53,8 @@ Scan scanRoots(const Options& options, Console& console) {
     Scan scan;
     for (const ToolRoot& root : roots)
         scan.folders.push_back(root.path);
-    scan.engine = std::make_unique<Engine>(std::move(roots), clock, 0, options.cacheFile);
+    scan.engine = std::make_unique<Engine>(std::move(roots), clock, 0, options.cacheFile,
+                                           cacheClockFor(options, clock));
     const Progress progress(console.err);
     ScanOptions scanOptions;
     scanOptions.finishFiles = options.finish;

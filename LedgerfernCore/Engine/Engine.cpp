@@ -52,9 +52,10 @@ private:
 };
 
 Engine::Engine(std::vector<ToolRoot> roots, Clock clock, unsigned workers,
-               std::optional<std::string> cachePath)
+               std::optional<std::string> cachePath, const std::optional<Clock>& cacheClock)
     : roots_(longestFirst(std::move(roots))),
       clock_(std::move(clock)),
+      cacheClock_(cacheClock.value_or(clock_)),
       workers_(workers),
       cache_(std::move(cachePath)) {
     for (const ToolKind kind : {ToolKind::codex, ToolKind::claudeCode})
@@ -225,7 +226,7 @@ Engine::ColdOutcome Engine::readCold(const DiscoveredFile& file, const ScanOptio
     static_cast<void>(outcome.live->session(file.path));  // made here, where others are at work too
     const bool isWhole = !isOpened || outcome.live->bytesConsumed() >= file.stat.size;
     if (options.useCache && isWhole)
-        outcome.row = ScanCache::rowOf(*outcome.live, file.path, file.stat, clock_());
+        outcome.row = ScanCache::rowOf(*outcome.live, file.path, file.stat, cacheClock_());
     return outcome;
 }
 

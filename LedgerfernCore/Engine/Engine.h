@@ -47,10 +47,12 @@ struct ScanOptions {
 /// absent.
 class Engine {
 public:
-    /// `workers` is the number of threads that read new files, 0 for one each processor; they ask the clock
-    /// too. `cachePath` is the file cache's; absent, it lies in the support directory. Touches no file.
+    /// `workers` is the number of threads that read new files, 0 for one each processor. `cachePath` is the
+    /// file cache's; absent, it lies in the support directory. `cacheClock` tells when a row's record is
+    /// built, on those threads; absent, `clock` does. Touches no file.
     explicit Engine(std::vector<ToolRoot> roots = ToolRoot::defaults(), Clock clock = systemClock(),
-                    unsigned workers = 0, std::optional<std::string> cachePath = std::nullopt);
+                    unsigned workers = 0, std::optional<std::string> cachePath = std::nullopt,
+                    const std::optional<Clock>& cacheClock = std::nullopt);
 
     Snapshot rescan(const ScanOptions& options = {});
     /// A snapshot of what is known, without a look at any file.
@@ -105,7 +107,7 @@ private:
     void publishSessions(Snapshot& snapshot);
 
     const std::vector<ToolRoot> roots_;  // longest path first, so that the deepest root has the first say
-    const Clock clock_;
+    const Clock clock_, cacheClock_;
     const unsigned workers_;
     SerialQueue queue_{"ledgerfern.engine"};
     std::map<ToolKind, LiveFiles> live_;              // of every kind, Codex first

@@ -160,5 +160,14 @@ TEST_F(EngineCacheRows, countersAreAsExactInTheRunThatWroteThemAsInTheNext) {
     EXPECT_EQ(numbersOf(engine.rescan(cached())), next);
 }
 
+TEST_F(EngineCacheRows, aRequestWithoutATimeGetsTheOneOfTheCachesClock) {
+    constexpr Instant other = now + 500;
+    write("codex/a.jsonl", CodexLog().meta().withoutTime().tokens(usage(100, 0, 10)).text);
+    const Snapshot first =
+        Engine(roots(), fixedClock(now), 2, database(), fixedClock(other)).rescan(cached());
+    EXPECT_EQ(first.generatedAt, now);
+    EXPECT_EQ(run().sessions.at(0)->requests[0].ts, other);
+}
+
 }  // namespace
 }  // namespace ledgerfern

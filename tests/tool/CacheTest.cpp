@@ -5,6 +5,8 @@
 #include <set>
 #include <sstream>
 
+#include "FileCache/FileCacheStore.h"
+#include "Foundation/Clock.h"
 #include "Foundation/Sqlite.h"
 #include "tool/LogFolder.h"
 #include "tool/ToolProcess.h"
@@ -41,10 +43,10 @@ protected:
         std::filesystem::last_write_time(codexLog, time);
     }
 
-    std::string run(std::vector<std::string> arguments) const {
+    std::string run(std::vector<std::string> arguments, const std::string& present = "1772359320") const {
         ToolRun run;
         run.arguments = std::move(arguments);
-        run.arguments.insert(run.arguments.end(), {"--now", "1772359320"});
+        run.arguments.insert(run.arguments.end(), {"--now", present});
         run.environment = {{"HOME", home.path()}, {"TZ", "UTC"}};
         const ToolOutcome outcome = runTool(run);
         EXPECT_EQ(outcome.status, 0) << outcome.err;
@@ -161,6 +163,42 @@ TEST_F(Cache, isTheFileThatIsNamed) {
         if (arguments[0] == "session") continue;
         EXPECT_THAT(run(with(arguments, named)), HasSubstr("3000")) << arguments[0];
     }
+}
+
+TEST_F(Cache, isNeverUsedByOneSession) {
+    const std::vector<std::string> named = {"--cache", home.path("cache")};
+    const std::string first = run(with({"session", "s1"}, named));
+    EXPECT_THAT(first, HasSubstr("web-app"));
+    EXPECT_EQ(kept(), std::set<std::string>());
+    run(with({"report"}, named));
+    EXPECT_EQ(run(with({"session", "s1"}, named)), first) << "a restored one wouldn't be found by its id";
+}
+
+/// When the requests of the cache's one log were, as it has them.
+std::vector<std::optional<Instant>> timesIn(const std::string& cache) {
+    std::vector<std::optional<Instant>> times;
+    const auto rows = FileCacheStore(cache).loadAll();
+    for (const auto& [path, row] : rows)
+        for (std::size_t i = 0; i < row.file.session->requests.size(); ++i)
+            times.push_back(row.file.session->requests[i].ts);
+    return times;
+}
+
+TEST_F(Cache, ofTheApplicationKnowsNothingOfAnInstantThatIsTakenForThePresent) {
+    std::filesystem::remove(claudeLog);
+    RolloutLog log;
+    log.meta("", "/home/me/web-app").tokens("", {3000, 1400, 150, 30, 3150});
+    home.write(".codex/sessions/2026/a.jsonl", log.text());
+    const std::string distant = "4102444800";
+    const double before = systemClock()();
+    run({"daily"}, distant);
+    const double after = systemClock()();
+    const auto times = timesIn(home.path(own));
+    ASSERT_EQ(times.size(), 1U);
+    EXPECT_GE(times[0], before);
+    EXPECT_LE(times[0], after);
+    run({"daily", "--cache", home.path("cache")}, distant);
+    EXPECT_EQ(timesIn(home.path("cache")), std::vector<std::optional<Instant>>{4102444800.0});
 }
 
 TEST_F(Cache, thatIsNamedServesAnyFolders) {

@@ -6,8 +6,8 @@ namespace ledgerfern {
 namespace {
 
 const Usage report{"report", {}, ""};
-const Usage session{"session", {}, "PATH|ID"};
-const Usage keepsNothing{"parity", {}, "", true, false};
+const Usage session{"session", {}, "PATH|ID", true, CacheUse::never};
+const Usage parity{"parity", {}, "", true, CacheUse::named};
 const Usage dump{"dump", {{"--full", "", "…"}}, ""};
 
 Options read(const Usage& usage, const std::vector<std::string>& arguments) {
@@ -98,25 +98,34 @@ TEST(Options, useTheApplicationsCacheOnTheUsualFoldersAlone) {
              {"--no-cache"}, {"--codex", "a"}, {"--claude", "a"}, {"--finish"}}) {
         EXPECT_FALSE(read(report, arguments).usesCache) << arguments[0];
     }
-    EXPECT_FALSE(read(keepsNothing, {}).usesCache);
+    EXPECT_FALSE(read(parity, {}).usesCache);
 }
 
 TEST(Options, useACacheThatIsNamedWhateverElseIsAsked) {
-    for (const Usage& usage : {report, keepsNothing}) {
+    for (const Usage& usage : {report, parity}) {
         const Options options = read(usage, {"--finish", "--codex", "a", "--cache", "f"});
         EXPECT_TRUE(options.usesCache);
         EXPECT_EQ(options.cacheFile, "f");
     }
 }
 
+TEST(Options, useNoCacheWhereACommandNeverDoes) {
+    EXPECT_FALSE(read(session, {"a"}).usesCache);
+    EXPECT_FALSE(read(session, {"a", "--cache", "f"}).usesCache);
+    EXPECT_FALSE(read(session, {"a", "--no-cache"}).usesCache);
+}
+
 TEST(Options, tellOfTheCacheWhatHoldsForTheCommand) {
-    const auto meaningOf = [](const Usage& usage) {
+    const auto meaningOf = [](const Usage& usage, std::string_view name) {
         for (const OptionText& option : usage.options())
-            if (option.name == "--no-cache") return std::string(option.meaning);
+            if (option.name == name) return std::string(option.meaning);
         return std::string();
     };
-    EXPECT_EQ(meaningOf(report).substr(0, 34), "Read all logs, and keep nothing. W");
-    EXPECT_EQ(meaningOf(keepsNothing), "Changes nothing: without --cache, nothing is kept.");
+    EXPECT_EQ(meaningOf(report, "--no-cache").substr(0, 34), "Read all logs, and keep nothing. W");
+    EXPECT_EQ(meaningOf(parity, "--no-cache"), "Changes nothing: without --cache, nothing is kept.");
+    EXPECT_EQ(meaningOf(parity, "--cache").substr(0, 12), "Keep in FILE");
+    for (const auto* const name : {"--cache", "--no-cache"})
+        EXPECT_EQ(meaningOf(session, name), "Changes nothing: all logs are read, and nothing is kept.");
 }
 
 TEST(Options, refuseOneThatIsGivenTwice) {
