@@ -1,4 +1,5 @@
 #include <array>
+#include <barrier>
 #include <map>
 #include <thread>
 
@@ -158,10 +159,12 @@ TEST_F(EngineCacheResults, twoEnginesShareOneCacheFile) {
         expected[name] = 100 + i;
     }
     std::array<std::thread, 2> threads;
+    std::barrier haveOpened(static_cast<std::ptrdiff_t>(threads.size()));
     for (std::thread& thread : threads)
         thread = std::thread([&] {
             Engine engine = newEngine();
             EXPECT_EQ(inputs(engine.rescan(quick())).size(), 0U);
+            haveOpened.arrive_and_wait();
             EXPECT_EQ(inputs(engine.rescan(cached())), expected);
         });
     for (std::thread& thread : threads)
