@@ -1,12 +1,10 @@
-// The least that a sum over a million requests can cost: a loop that adds their six counters. What goes over
-// as many requests is measured beside it.
+#include "CounterLoop.h"
 
 #include <benchmark/benchmark.h>
 
 #include <vector>
 
 #include "Random.h"
-#include "UsageRecords/RequestList.h"
 
 namespace ledgerfern::bench {
 namespace {
@@ -24,15 +22,7 @@ std::vector<RequestRecord> madeRecords() {
 void addCounters(benchmark::State& run) {
     const std::vector<RequestRecord> records = madeRecords();
     for (auto _ : run) {
-        UsageTotals sum;
-        for (const RequestRecord& record : records) {
-            sum.inputTokens += record.d.inputTokens;
-            sum.cachedInputTokens += record.d.cachedInputTokens;
-            sum.cacheWriteInputTokens += record.d.cacheWriteInputTokens;
-            sum.outputTokens += record.d.outputTokens;
-            sum.reasoningOutputTokens += record.d.reasoningOutputTokens;
-            sum.totalTokens += record.d.totalTokens;
-        }
+        UsageTotals sum = sumOfCounters(records);
         benchmark::DoNotOptimize(sum);
     }
 }

@@ -9,6 +9,7 @@
 
 #include "Analytics/CostEstimator.h"
 #include "Analytics/DashboardAnalytics.h"
+#include "CounterLoop.h"
 #include "Engine/Engine.h"
 #include "Foundation/Memory.h"
 #include "LogTree.h"
@@ -57,15 +58,7 @@ double addCountersSeconds(std::size_t count) {
     for (std::size_t i = 0; i < count; ++i)
         records[i].d = {static_cast<std::int64_t>(i % 200'000), 18'000, 0, 400, 100, 20'400};
     return secondsOf([&] {
-        UsageTotals sum;
-        for (const RequestRecord& record : records) {
-            sum.inputTokens += record.d.inputTokens;
-            sum.cachedInputTokens += record.d.cachedInputTokens;
-            sum.cacheWriteInputTokens += record.d.cacheWriteInputTokens;
-            sum.outputTokens += record.d.outputTokens;
-            sum.reasoningOutputTokens += record.d.reasoningOutputTokens;
-            sum.totalTokens += record.d.totalTokens;
-        }
+        const UsageTotals sum = sumOfCounters(records);
         sink = sum.inputTokens + sum.cachedInputTokens + sum.cacheWriteInputTokens + sum.outputTokens +
                sum.reasoningOutputTokens + sum.totalTokens;
     });

@@ -18,8 +18,8 @@
 // idea: neighbours in a log mostly belong to the same hour and cycle. So the buckets of the last request are
 // remembered (they are nodes of maps, whose addresses last), with the stretch of time in which the rules
 // below certainly lead to them again; only a request outside it goes through the rules, and the run of those
-// inside it is added up before it goes into the buckets. The week and
-// the day of a UTC day's hours are found once for all sessions.
+// inside it is added up before it goes into the buckets. The week and the day of a UTC day's hours are found
+// once for all sessions.
 //
 // The rules calculate in doubles, which may round over the edge of an hour or a cycle. All roundings are far
 // below a second, so the stretch ends a second before each edge.

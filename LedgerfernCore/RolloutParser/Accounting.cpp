@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <array>
 #include <cmath>
 
 #include "Foundation/Arithmetic.h"
@@ -13,10 +14,13 @@ namespace {
 
 /// The six counters of a usage object; one that is missing is 0. `output` becomes the output as it is given.
 UsageTotals usage(const JsonObject& object, std::optional<std::int64_t>* output = nullptr) {
-    // In the order of the counters.
+    // Spelled here too, since literals are compared faster.
     const auto values = members(object, "input_tokens", "cached_input_tokens", "cache_write_input_tokens",
                                 "output_tokens", "reasoning_output_tokens", "total_tokens");
-    static_assert(UsageTotals::fields[3] == "output_tokens");
+    static_assert(UsageTotals::fields ==
+                  std::array<std::string_view, 6>{"input_tokens", "cached_input_tokens",
+                                                  "cache_write_input_tokens", "output_tokens",
+                                                  "reasoning_output_tokens", "total_tokens"});
     UsageTotals totals;
     for (std::size_t i = 0; i < values.size(); ++i)
         totals.at(i) = asInteger(values[i]).value_or(0);

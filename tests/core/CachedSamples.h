@@ -1,5 +1,7 @@
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
@@ -76,6 +78,13 @@ inline std::optional<CachedFile> decodedText(const std::string& text) {
 }
 inline std::optional<CachedFile> decoded(const Json& record) {
     return decodedText(record.dump());
+}
+
+/// The session of the record; a test of its own fails where there is none.
+inline SessionResult restored(const Json& record) {
+    const auto file = decoded(record);
+    EXPECT_TRUE(file) << record.dump();
+    return file ? *file->toSessionResult() : SessionResult();
 }
 
 /// The record's JSON as it is written.
