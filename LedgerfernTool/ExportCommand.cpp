@@ -9,6 +9,7 @@
 #include "Commands.h"
 #include "Foundation/AtomicWrite.h"
 #include "Foundation/FileDescriptor.h"
+#include "Foundation/Locations.h"
 #include "Quoted.h"
 #include "Scope.h"
 
@@ -42,19 +43,9 @@ Result writeStream(const std::string& path, std::string_view bytes) {
     return written.outcome == Written::Outcome::failed ? failure(written.reason) : Result();
 }
 
-/// Where links lead to, whether there is something or not.
-std::string targetOf(const std::string& path) {
-    constexpr int mostLinks = 40;
-    std::filesystem::path target = path;
-    std::error_code error;
-    for (int i = 0; i < mostLinks && std::filesystem::is_symlink(target, error); ++i)
-        target = target.parent_path() / std::filesystem::read_symlink(target, error);
-    return target;
-}
-
 /// What a link leads to is written, and the link stays.
 Result writeFile(const std::string& path, std::string_view bytes) {
-    return isStream(path) ? writeStream(path, bytes) : writeAtomically(targetOf(path), bytes);
+    return isStream(path) ? writeStream(path, bytes) : writeAtomically(linkTarget(path), bytes);
 }
 
 }  // namespace

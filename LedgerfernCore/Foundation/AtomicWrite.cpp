@@ -45,10 +45,13 @@ NewFile createBeside(const std::string& path, WriteSteps& steps) {
 }
 
 /// What replaces a file may be read by those who could read that. A file system without such modes keeps its
-/// own.
-void takeModeOf(const std::string& path, int file) {
+/// own, and only permissions that were asked for are missed there. Returns 0, or the error.
+int setMode(int file, std::optional<mode_t> mode, const std::string& replaced, WriteSteps& steps) {
+    if (mode) return steps.setMode(file, *mode) == 0 ? 0 : errno;
     struct stat attributes{};
-    if (::stat(path.c_str(), &attributes) == 0) ::fchmod(file, attributes.st_mode & 0777);
+    if (::stat(replaced.c_str(), &attributes) == 0)
+        static_cast<void>(steps.setMode(file, attributes.st_mode & 0777));
+    return 0;
 }
 
 bool writeAll(int file, std::string_view bytes, WriteSteps& steps) {
@@ -67,11 +70,10 @@ bool syncOrUnsupported(int file, WriteSteps& steps) {
     return steps.sync(file) == 0 || errno == EINVAL || errno == ENOTSUP;
 }
 
-/// Fills and closes the new file. Returns 0, or the error.
-int fill(int file, std::string_view bytes, WriteSteps& steps) {
+/// Fills and closes the new file. Returns `error`, or 0, or what went wrong.
+int fill(int file, std::string_view bytes, int error, WriteSteps& steps) {
     errno = EIO;
-    const bool flushed = writeAll(file, bytes, steps) && syncOrUnsupported(file, steps);
-    const int error = flushed ? 0 : errno;
+    if (error == 0 && !(writeAll(file, bytes, steps) && syncOrUnsupported(file, steps))) error = errno;
     if (steps.close(file) != 0 && error == 0) return errno;
     return error;
 }
@@ -83,6 +85,9 @@ int WriteSteps::create(const std::string& path) {
 }
 ssize_t WriteSteps::write(int file, const char* bytes, std::size_t size) {
     return ::write(file, bytes, size);
+}
+int WriteSteps::setMode(int file, mode_t mode) {
+    return ::fchmod(file, mode);
 }
 int WriteSteps::sync(int file) {
     return ::fsync(file);
@@ -101,16 +106,17 @@ int WriteSteps::syncFolder(const std::string& path) {
     return folder.isOpen() ? ::fsync(folder.number()) : -1;
 }
 
-Result writeAtomically(const std::string& path, std::string_view bytes) {
+Result writeAtomically(const std::string& path, std::string_view bytes, std::optional<mode_t> mode) {
     WriteSteps steps;
-    return writeAtomically(path, bytes, steps);
+    return writeAtomically(path, bytes, mode, steps);
 }
 
-Result writeAtomically(const std::string& path, std::string_view bytes, WriteSteps& steps) {
+Result writeAtomically(const std::string& path, std::string_view bytes, std::optional<mode_t> mode,
+                       WriteSteps& steps) {
     const NewFile file = createBeside(path, steps);
     if (file.number < 0) return failure(path, errno);
-    takeModeOf(path, file.number);
-    int error = fill(file.number, bytes, steps);
+    int error = setMode(file.number, mode, path, steps);
+    error = fill(file.number, bytes, error, steps);
     if (error == 0 && steps.rename(file.path, path) != 0) error = errno;
     if (error != 0) {
         steps.remove(file.path);

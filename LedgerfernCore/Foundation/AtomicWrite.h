@@ -2,6 +2,7 @@
 
 #include <sys/types.h>
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -13,9 +14,10 @@ namespace ledgerfern {
 /// takes the place of what is there. On a failure what is there stays as it is, and nothing else is left
 /// behind; the error names the file.
 ///
-/// The folder must exist. The file keeps the permissions of the one that it replaces, and a link is replaced,
-/// not followed.
-Result writeAtomically(const std::string& path, std::string_view bytes);
+/// The folder must exist. A link is replaced, not followed. The file's permissions are `mode`; where none is
+/// given, those of the file that it replaces.
+Result writeAtomically(const std::string& path, std::string_view bytes,
+                       std::optional<mode_t> mode = std::nullopt);
 
 /// The system calls of an atomic write, with their results and errno; a test puts failing ones in their
 /// place.
@@ -24,6 +26,7 @@ public:
     virtual ~WriteSteps() = default;
     virtual int create(const std::string& path);
     virtual ssize_t write(int file, const char* bytes, std::size_t size);
+    virtual int setMode(int file, mode_t mode);
     virtual int sync(int file);
     virtual int close(int file);
     virtual int rename(const std::string& from, const std::string& to);
@@ -31,6 +34,7 @@ public:
     virtual int syncFolder(const std::string& path);
 };
 
-Result writeAtomically(const std::string& path, std::string_view bytes, WriteSteps& steps);
+Result writeAtomically(const std::string& path, std::string_view bytes, std::optional<mode_t> mode,
+                       WriteSteps& steps);
 
 }  // namespace ledgerfern

@@ -25,4 +25,11 @@ std::optional<FileStat> statFile(const std::string& path) {
     return fileStat(attributes);
 }
 
+std::optional<double> modificationInstant(const std::string& path) {
+    struct stat attributes{};
+    if (::stat(path.c_str(), &attributes) != 0) return std::nullopt;
+    const std::timespec time = modificationTime(attributes);
+    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
+}
+
 }  // namespace ledgerfern

@@ -20,6 +20,10 @@ struct FileStat {
 /// Of the file that `path` leads to; absent where it leads nowhere.
 std::optional<FileStat> statFile(const std::string& path);
 
+/// The last modification of the file that `path` leads to, in seconds since the Unix epoch, with what the
+/// file system tells of fractions; absent where it leads nowhere.
+std::optional<double> modificationInstant(const std::string& path);
+
 FileStat fileStat(const struct stat& attributes);
 /// The last modification, whose field has another name on each platform.
 std::timespec modificationTime(const struct stat& attributes);

@@ -56,6 +56,15 @@ std::string lexicallyAbsolute(const std::string& path) {
     return result.empty() ? "/" : result;
 }
 
+std::string linkTarget(const std::string& path) {
+    constexpr int mostLinks = 40;
+    std::filesystem::path target = path;
+    std::error_code error;
+    for (int i = 0; i < mostLinks && std::filesystem::is_symlink(target, error); ++i)
+        target = target.parent_path() / std::filesystem::read_symlink(target, error);
+    return target;
+}
+
 std::string homeDirectory() {
     const char* const home = std::getenv("HOME");
     const std::string chosen = home != nullptr && *home != '\0' ? home : accountHomeDirectory();

@@ -5,9 +5,9 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <functional>
 
 #include "core/FileFixture.h"
+#include "core/StepsWithAnEvent.h"
 
 namespace ledgerfern {
 namespace {
@@ -20,43 +20,6 @@ protected:
     const std::string oldBytes = "old bytes";
     const std::string newBytes = std::string(100'000, 'n') + "ew";
 };
-
-/// Does something in place of the step of a number, counted from 1, and writes in small pieces.
-class StepsWithAnEvent : public WriteSteps {
-public:
-    StepsWithAnEvent(int at, std::function<int()> event) : at_(at), event_(std::move(event)) {}
-
-    int create(const std::string& name) override { return isNow() ? event_() : WriteSteps::create(name); }
-    ssize_t write(int file, const char* bytes, std::size_t size) override {
-        return isNow() ? event_() : WriteSteps::write(file, bytes, std::min<std::size_t>(size, 40'000));
-    }
-    int sync(int file) override { return isNow() ? event_() : WriteSteps::sync(file); }
-    int close(int file) override {
-        const bool now = isNow();
-        const int result = WriteSteps::close(file);
-        return now ? event_() : result;
-    }
-    int rename(const std::string& from, const std::string& to) override {
-        return isNow() ? event_() : WriteSteps::rename(from, to);
-    }
-    int syncFolder(const std::string& name) override {
-        return isNow() ? event_() : WriteSteps::syncFolder(name);
-    }
-
-    bool happened() const { return count_ >= at_; }
-
-private:
-    bool isNow() { return ++count_ == at_; }
-
-    int at_;
-    int count_ = 0;
-    std::function<int()> event_;
-};
-
-int fail(int error) {
-    errno = error;
-    return -1;
-}
 
 TEST_F(AtomicWriteTest, writesANewFile) {
     EXPECT_TRUE(writeAtomically(path("file"), newBytes));
@@ -105,6 +68,24 @@ TEST_F(AtomicWriteTest, givesThePermissionsOfTheFileThatItReplaces) {
     }
 }
 
+TEST_F(AtomicWriteTest, givesThePermissionsThatAreAskedFor) {
+    write("file", oldBytes);
+    EXPECT_TRUE(writeAtomically(path("file"), newBytes, 0711));
+    EXPECT_EQ(static_cast<unsigned>(std::filesystem::status(path("file")).permissions()), 0711u);
+}
+
+TEST_F(AtomicWriteTest, failsWithoutThePermissionsThatAreAskedFor) {
+    constexpr int setMode = 2;
+    write("file", oldBytes);
+    StepsWithAnEvent unable(setMode, [] { return fail(EPERM); });
+    EXPECT_EQ(writeAtomically(path("file"), newBytes, 0711, unable).error,
+              "can't write “" + path("file") + "”: Operation not permitted");
+    EXPECT_EQ(read("file"), oldBytes);
+    EXPECT_EQ(names(), onlyTheFile);
+    StepsWithAnEvent without(setMode, [] { return fail(EPERM); });
+    EXPECT_TRUE(writeAtomically(path("file"), newBytes, std::nullopt, without));
+}
+
 TEST_F(AtomicWriteTest, namesTheFileWhereTheFolderIsMissing) {
     const Result result = writeAtomically(path("no/file"), newBytes);
     EXPECT_EQ(result.error, "can't write “" + path("no/file") + "”: No such file or directory");
@@ -134,11 +115,11 @@ TEST_F(AtomicWriteTest, passesOverTheRemainsOfAWriterThatDied) {
             return WriteSteps::create(name);
         }
     } steps;
-    ASSERT_TRUE(writeAtomically(path("file"), "1", steps));
+    ASSERT_TRUE(writeAtomically(path("file"), "1", std::nullopt, steps));
     const std::string prefix = ".ledgerfern-" + std::to_string(::getpid()) + "-";
     const int next = number(steps.created) + 1;
     write(prefix + std::to_string(next), "remains");
-    EXPECT_TRUE(writeAtomically(path("file"), "2", steps));
+    EXPECT_TRUE(writeAtomically(path("file"), "2", std::nullopt, steps));
     EXPECT_EQ(number(steps.created), next + 1);
     EXPECT_EQ(read("file"), "2");
     EXPECT_EQ(read(prefix + std::to_string(next)), "remains");
@@ -149,7 +130,7 @@ TEST_F(AtomicWriteTest, isWholeOrNotAtAllWhicheverStepFails) {
     for (int n = 1;; ++n) {
         write("file", oldBytes);
         StepsWithAnEvent failing(n, [] { return fail(ENOSPC); });
-        const Result result = writeAtomically(path("file"), newBytes, failing);
+        const Result result = writeAtomically(path("file"), newBytes, std::nullopt, failing);
         EXPECT_EQ(names(), onlyTheFile) << n;
         EXPECT_EQ(read("file"), result ? newBytes : oldBytes) << n;
         if (!failing.happened()) break;
@@ -163,13 +144,13 @@ TEST_F(AtomicWriteTest, isWholeOrNotAtAllWhicheverStepFails) {
 
 TEST_F(AtomicWriteTest, goesOnAfterAnInterruption) {
     StepsWithAnEvent interrupted(3, [] { return fail(EINTR); });
-    EXPECT_TRUE(writeAtomically(path("file"), newBytes, interrupted));
+    EXPECT_TRUE(writeAtomically(path("file"), newBytes, std::nullopt, interrupted));
     EXPECT_EQ(read("file"), newBytes);
 }
 
 TEST_F(AtomicWriteTest, acceptsAFileSystemThatCannotFlush) {
     StepsWithAnEvent unable(5, [] { return fail(EINVAL); });
-    EXPECT_TRUE(writeAtomically(path("file"), newBytes, unable));
+    EXPECT_TRUE(writeAtomically(path("file"), newBytes, std::nullopt, unable));
     EXPECT_EQ(read("file"), newBytes);
 }
 
@@ -181,13 +162,13 @@ TEST_F(AtomicWriteTest, isWholeOrNotAtAllWhereverTheProcessDies) {
         ASSERT_GE(child, 0);
         if (child == 0) {
             StepsWithAnEvent deadly(n, []() -> int { ::_exit(died); });
-            ::_exit(writeAtomically(path("file"), newBytes, deadly) ? 0 : 1);
+            ::_exit(writeAtomically(path("file"), newBytes, std::nullopt, deadly) ? 0 : 1);
         }
         int status = 0;
         ASSERT_EQ(::waitpid(child, &status, 0), child);
         const bool isDone = WEXITSTATUS(status) != died;
         ASSERT_TRUE(WIFEXITED(status));
-        const bool isRenamed = n > 7;
+        const bool isRenamed = n > 8;
         EXPECT_EQ(read("file"), isRenamed ? newBytes : oldBytes) << n;
         if (isDone) break;
     }
