@@ -138,6 +138,11 @@ void JsonWriter::value(bool flag) {
     out_.append(flag ? "true" : "false");
 }
 
+void JsonWriter::numberText(std::string_view text) {
+    beginValue();
+    out_.append(text);
+}
+
 void JsonWriter::value(std::int64_t number) {
     beginValue();
     out_.append(std::to_string(number));

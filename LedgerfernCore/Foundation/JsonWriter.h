@@ -34,6 +34,8 @@ public:
     void value(std::string_view text);
     void value(const char* text) { value(std::string_view(text)); }
     void value(const std::string& text) { value(std::string_view(text)); }
+    /// A number by its text, which must be one of JSON's.
+    void numberText(std::string_view text);
     /// The bytes as a text in base64.
     void base64(std::string_view bytes);
     template <class T>
