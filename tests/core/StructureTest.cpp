@@ -31,7 +31,7 @@ struct SourceFile {
 /// The core's folders. One may depend on those of a lower rank.
 const std::map<std::string, int, std::less<>> coreFolderRanks = {
     {"Foundation", 0}, {"UsageRecords", 1}, {"Parsing", 2}, {"RolloutParser", 3}, {"ClaudeCodeParser", 3},
-    {"Analytics", 4},  {"FileCache", 4},    {"Engine", 5},  {"ClaudeLimits", 6}};
+    {"Analytics", 4},  {"FileCache", 4},    {"History", 5}, {"Engine", 5},        {"ClaudeLimits", 6}};
 
 constexpr std::size_t lineLimit = 450;
 
