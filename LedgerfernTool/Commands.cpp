@@ -56,7 +56,7 @@ std::vector<Command> commandsForPeople() {
          "ledgerfern-cli insights --scope all",
          runInsights},
         {{"limits", forPeople(), ""},
-         "The rate limits, whatever the scope: used, resets, as of when",
+         "The rate limits of both agents, whatever the scope: used, resets, as of when",
          "ledgerfern-cli limits --color always",
          runLimits},
         {{"session", forPeople(), "PATH|ID", true, CacheUse::never},
@@ -82,6 +82,9 @@ std::vector<Command> commandsForFiles() {
         {{"dump",
           with(scopeOptions(ScopeName::all),
                {{"--full", "", "Complete each session by what its end holds open."},
+                {"--status", "FILE",
+                 "Merge Claude's limits, as the application does, from the status file that its status-line "
+                 "script keeps."},
                 {"--project", "NAME", "Derive the page of that project too."},
                 {"--week", "KEY", "Derive that page with this ISO week, such as 2026-W09."},
                 builtInPricesOnly}),

@@ -1,5 +1,6 @@
 #include "Commands.h"
 #include "DumpDocument.h"
+#include "Quoted.h"
 #include "Scan.h"
 #include "Scope.h"
 
@@ -26,11 +27,22 @@ DumpDerivations derivationsOf(const Scan& scan, const Options& options) {
     return derivations;
 }
 
+/// With Claude's limits where a file of them is named. One that holds none is told on standard error.
+Scan scanFor(const Options& options, Console& console) {
+    Scan scan = scanRoots(options, console);
+    if (!options.statusFile) return scan;
+    const auto status = ClaudeStatus::loadFile(*options.statusFile, scan.now);
+    if (!status)
+        console.warn(inQuotes(*options.statusFile) + " holds no reading of Claude's limits; none is merged");
+    mergeClaudeLimits(scan, status);
+    return scan;
+}
+
 }  // namespace
 
 int runDump(const Options& options, Console& console) {
     constexpr std::size_t block = 1 << 20;
-    const Scan scan = scanRoots(options, console);
+    const Scan scan = scanFor(options, console);
     Written written;
     std::string text;
     const auto send = [&] {

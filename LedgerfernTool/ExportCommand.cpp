@@ -54,7 +54,7 @@ int runExport(const Options& options, Console& console) {
     if (options.operand != "csv" && options.operand != "json")
         return console.fail(ExitStatus::badUsage,
                             "export has no format " + inQuotes(options.operand) + "; it takes csv or json");
-    const Scan scan = scanRoots(options, console);
+    const Scan scan = scanWithLimits(options, console);
     const std::string text = exported(scan, options, pricesFor(options));
     if (!options.outFile) return console.print(text);
     const Result result = writeFile(*options.outFile, text);

@@ -1,6 +1,7 @@
 #include "LimitTable.h"
 
 #include <cmath>
+#include <utility>
 
 #include "DumpRecords.h"
 #include "UsageRecords/TSDate.h"
@@ -46,25 +47,27 @@ std::pair<Cell, Cell> usedCells(std::optional<double> used, bool isPast) {
     return {{shareBar(*used / 100, barWidth), tone}, {percentText(*used), tone}};
 }
 
-std::vector<Cell> limitRow(ToolKind tool, const RateLimitInfo& info, std::optional<Instant> asOf,
-                           Instant now) {
+std::vector<Cell> limitRow(const KnownLimit& limit, Instant now) {
+    const RateLimitInfo& info = limit.info;
     const auto reset = resetOf(info);
     const bool isPast = reset && *reset <= now;
     const auto [bar, used] = usedCells(info.usedPercent, isPast);
-    return {toolName(tool),
+    return {toolName(limit.tool),
             windowText(info.windowMinutes),
             bar,
             used,
             {reset ? resetText(*reset, now) : "—", isPast ? Tone::past : Tone::plain},
             reset ? timeText(reset) : "",
             info.planType.value_or(""),
-            timeText(asOf)};
+            timeText(limit.asOf)};
 }
 
-std::optional<Instant> asOf(const Aggregates& aggregates, ToolKind tool) {
-    const auto found = aggregates.latestRateLimitsAsOf.find(tool);
-    if (found == aggregates.latestRateLimitsAsOf.end()) return std::nullopt;
-    return found->second;
+/// When the snapshot's limit of the tool was read.
+std::optional<Instant> asOf(const Scan& scan, ToolKind tool) {
+    if (tool == ToolKind::claudeCode) return scan.claudeAsOf;
+    const auto& known = scan.snapshot.aggregates.latestRateLimitsAsOf;
+    const auto found = known.find(tool);
+    return found == known.end() ? std::nullopt : std::optional(found->second);
 }
 
 /// "7d", "5h", "90m".
@@ -76,13 +79,14 @@ std::string windowKey(std::optional<std::int64_t> minutes) {
     return std::to_string(*minutes) + "m";
 }
 
-void writeLimit(JsonWriter& json, ToolKind tool, const RateLimitInfo& info, std::optional<Instant> instant) {
+void writeLimit(JsonWriter& json, const KnownLimit& limit) {
+    const RateLimitInfo& info = limit.info;
     const auto number = [](std::optional<double> value) {
         return [value](JsonWriter& writer) { DumpRecords::writeNumber(writer, value); };
     };
-    writeObject(json, {{"tool", jsonValue(rawValue(tool))},
+    writeObject(json, {{"tool", jsonValue(rawValue(limit.tool))},
                        {"window", jsonValue(windowKey(info.windowMinutes))},
-                       {"as_of", number(instant)},
+                       {"as_of", number(limit.asOf)},
                        {"usedPercent", number(info.usedPercent)},
                        {"windowMinutes", jsonValue(info.windowMinutes)},
                        {"resetsAt", jsonValue(info.resetsAt)},
@@ -106,7 +110,17 @@ std::string resetText(Instant reset, Instant now) {
     return minutes > 0 ? "reset " + spanText(minutes, true) + " ago" : "reset just now";
 }
 
-std::optional<Table> limitTable(const Aggregates& aggregates, Instant now, std::optional<ToolKind> only) {
+std::vector<KnownLimit> knownLimits(const Scan& scan, std::optional<ToolKind> only) {
+    std::vector<KnownLimit> limits;
+    for (const auto& [tool, info] : scan.snapshot.aggregates.latestRateLimitsByTool)
+        limits.push_back({tool, info, asOf(scan, tool)});
+    if (scan.claudeFiveHour) limits.push_back({ToolKind::claudeCode, *scan.claudeFiveHour, scan.claudeAsOf});
+    if (only) std::erase_if(limits, [&](const KnownLimit& limit) { return limit.tool != *only; });
+    return limits;
+}
+
+std::optional<Table> limitTable(const std::vector<KnownLimit>& limits, Instant now) {
+    if (limits.empty()) return std::nullopt;
     Table table({{"Limits", Align::left},
                  {"window", Align::left, std::nullopt, 5},
                  {"", Align::left, std::nullopt, 1},
@@ -115,17 +129,16 @@ std::optional<Table> limitTable(const Aggregates& aggregates, Instant now, std::
                  {"", Align::left, std::nullopt, 2},
                  {"plan", Align::left, 8, 3},
                  {"as of", Align::left, std::nullopt, 4}});
-    for (const auto& [tool, info] : aggregates.latestRateLimitsByTool)
-        if (!only || tool == *only) table.addRow(limitRow(tool, info, asOf(aggregates, tool), now));
-    if (table.isEmpty()) return std::nullopt;
+    for (const KnownLimit& limit : limits)
+        table.addRow(limitRow(limit, now));
     return table;
 }
 
-std::function<void(JsonWriter&)> jsonLimits(const Aggregates& aggregates, std::optional<ToolKind> only) {
-    return [&aggregates, only](JsonWriter& json) {
+std::function<void(JsonWriter&)> jsonLimits(std::vector<KnownLimit> limits) {
+    return [limits = std::move(limits)](JsonWriter& json) {
         json.beginArray();
-        for (const auto& [tool, info] : aggregates.latestRateLimitsByTool)
-            if (!only || tool == *only) writeLimit(json, tool, info, asOf(aggregates, tool));
+        for (const KnownLimit& limit : limits)
+            writeLimit(json, limit);
         json.endArray();
     };
 }

@@ -253,6 +253,9 @@ std::optional<UsageError> take(const Usage& usage, const Parsed& parsed,
     options.defaultPrices = isSet(parsed, "--default-prices");
     if (auto error = takeCache(usage, parsed, options)) return error;
     options.full = isSet(parsed, "--full");
+    if (auto error = takeText(parsed, "--status", options.statusFile)) return error;
+    if (options.statusFile && options.statusFile->empty())
+        return UsageError{"--status needs the name of a file"};
     return takeOperand(usage, operands, options);
 }
 

@@ -26,7 +26,8 @@ struct Options {
     std::optional<std::string> cacheFile;  ///< Absent: the application's own.
     bool defaultPrices = false;
     ColorMode color = ColorMode::automatic;
-    bool full = false;                 ///< `dump` alone.
+    bool full = false;                      ///< `dump` alone.
+    std::optional<std::string> statusFile;  ///< `dump` alone: where Claude's limits are read.
     std::optional<std::string> scope;  ///< One of `ScopeName`, or a number; absent: the command's usual one.
     std::optional<ToolKind> tool;      ///< Absent: both.
     std::string search;                ///< Empty: everything.

@@ -47,6 +47,7 @@ std::string document(const ScopedScan& scoped, const std::string& name, const Us
 void addProject(Page& page, const ScopedScan& scoped, const std::string& name, const UsageSummary& usage,
                 const std::vector<SessionRow>& rows) {
     page.heading(printableName(name) + " · " + scoped.heading());
+    if (const auto note = scoped.ownCycleNote()) page.sentence(*note);
     if (rows.empty()) return page.sentence(scoped.emptySentence(name));
     page.sentence(usageText(usage.all));
     page.sentence(splitText(usage.totals));

@@ -46,8 +46,7 @@ void addNotes(Page& page, const Snapshot& snapshot) {
 }
 
 void addLimits(Page& page, const ScopedScan& scoped) {
-    const Aggregates& aggregates = scoped.scan.snapshot.aggregates;
-    if (const auto limits = limitTable(aggregates, scoped.scan.now, scoped.selection.tool))
+    if (const auto limits = limitTable(knownLimits(scoped.scan, scoped.selection.tool), scoped.scan.now))
         return page.table(*limits);
     page.heading("Limits");
     page.sentence("none known");
@@ -87,6 +86,7 @@ Table consumerTable(const std::vector<TopTool>& tools) {
 
 void addScope(Page& page, const ScopedScan& scoped, const DashboardDerived& derived) {
     page.heading(scoped.heading());
+    if (const auto note = scoped.ownCycleNote()) page.sentence(*note);
     if (derived.isEmpty) return page.sentence(scoped.emptySentence());
     const UsageSummary usage = scoped.summary(derived.rows, scoped.usualUnit());
     page.sentence(usageText(usage.all));
@@ -124,7 +124,7 @@ std::string reportDocument(const ScopedScan& scoped) {
     const UsageSummary usage = scoped.summary(derived.rows, scoped.usualUnit());
     return jsonDocument(
         scoped,
-        {{"limits", jsonLimits(scoped.scan.snapshot.aggregates, scoped.selection.tool)},
+        {{"limits", jsonLimits(knownLimits(scoped.scan, scoped.selection.tool))},
          {"today", [&](JsonWriter& json) { writeUsageRow(json, "key", todayOf(scoped), true); }},
          {"cycle", [&](JsonWriter& json) { writeCycle(json, scoped.cycleKey(), usage.all); }},
          {"projects", usageRows("name", usage.projects)},

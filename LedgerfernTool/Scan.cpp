@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <utility>
 
 #include "Analytics/CostEstimator.h"
+#include "ClaudeLimits/MergedLimits.h"
 #include "Foundation/Clock.h"
 #include "Foundation/Locations.h"
 #include "Foundation/UserPreferences.h"
@@ -62,6 +64,19 @@ Scan scanRoots(const Options& options, Console& console) {
     scan.snapshot = scan.engine->rescan(scanOptions);
     scan.now = clock();
     return scan;
+}
+
+Scan scanWithLimits(const Options& options, Console& console) {
+    Scan scan = scanRoots(options, console);
+    if (!options.namesRoots()) mergeClaudeLimits(scan, ClaudeStatus::load(supportDirectory(), scan.now));
+    return scan;
+}
+
+void mergeClaudeLimits(Scan& scan, const std::optional<ClaudeStatus>& status) {
+    MergedLimits merged = withClaudeLimits(std::move(scan.snapshot), status, scan.now);
+    scan.snapshot = std::move(merged.snapshot);
+    scan.claudeFiveHour = merged.fiveHour;
+    scan.claudeAsOf = status ? std::optional(status->observedAt) : std::nullopt;
 }
 
 PriceTable builtInPrices() {

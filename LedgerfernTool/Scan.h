@@ -1,11 +1,13 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "Analytics/PriceTable.h"
 #include "Analytics/Snapshot.h"
+#include "ClaudeLimits/ClaudeStatus.h"
 #include "Color.h"
 #include "Console.h"
 #include "Engine/Engine.h"
@@ -19,11 +21,21 @@ struct Scan {
     std::unique_ptr<Engine> engine;
     Snapshot snapshot;
     Instant now = 0;
+    // What the snapshot has no place for, where Claude's limits are merged into it.
+    std::optional<RateLimitInfo> claudeFiveHour;
+    std::optional<Instant> claudeAsOf;  ///< When Claude Code told its limits.
 };
 
 /// Scans. A root given by hand that isn't there is told on standard error, where a terminal also shows
 /// that it takes a while.
 Scan scanRoots(const Options& options, Console& console);
+
+/// Scans, and on the default roots merges Claude's limits, as the application does.
+Scan scanWithLimits(const Options& options, Console& console);
+
+/// Puts what a reading says of Claude's limits at the scan's instant into the snapshot; without one, nothing
+/// is known of them.
+void mergeClaudeLimits(Scan& scan, const std::optional<ClaudeStatus>& status);
 
 /// The prices to count with for people: the user's on the default roots, otherwise the built-in ones.
 PriceTable pricesFor(const Options& options);

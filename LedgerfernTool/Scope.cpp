@@ -16,6 +16,10 @@ std::string folderList(const std::vector<std::string>& folders) {
     return list;
 }
 
+CycleDays daysOf(const TimeRange& range) {
+    return {TSDate::localDayKey(range.start), TSDate::localDayKey(range.end - 1)};
+}
+
 bool isKnownScope(const std::string& scope, const Aggregates& aggregates) {
     return scope == ScopeName::today || scope == ScopeName::cycle || scope == ScopeName::all ||
            aggregates.cycles.contains(scope) || scope == aggregates.currentCycleKey();
@@ -83,21 +87,39 @@ std::string ScopedScan::heading() const {
     return title() + " · " + days->first + " to " + days->last + (isOver ? " · over" : "");
 }
 
+std::optional<std::string> ScopedScan::ownCycleNote() const {
+    std::string note;
+    for (const auto& [tool, range] : times.cyclesByTool) {
+        if ((selection.tool && tool != *selection.tool) || range == times.range) continue;
+        const CycleDays days = daysOf(range);
+        note += note.empty() ? "" : "; ";
+        note += std::string(agentName(tool)) + " counts by its own cycle, " + days.first + " to " + days.last;
+    }
+    return note.empty() ? std::nullopt : std::optional(note);
+}
+
+/// The days of the cycle that the agent in scope counts by, where that is a cycle.
+std::optional<CycleDays> ScopedScan::countedDays() const {
+    const auto own = selection.tool ? times.cyclesByTool.find(*selection.tool) : times.cyclesByTool.end();
+    if (own != times.cyclesByTool.end()) return daysOf(own->second);
+    const auto key = cycleKey();
+    return key ? cycleDays(*key) : std::nullopt;
+}
+
 std::string ScopedScan::emptySentence(std::optional<std::string_view> project) const {
     if (const auto nothing = nothingFound(scan)) return *nothing;
     std::string sentence = "No usage";
     if (selection.tool) sentence += " of " + std::string(agentName(*selection.tool));
     if (project) sentence += " in " + inQuotes(printable(*project));
     if (scope == ScopeName::today) sentence += " today";
-    if (const auto key = cycleKey())
-        if (const auto days = cycleDays(*key)) sentence += " from " + days->first + " to " + days->last;
+    if (const auto days = countedDays()) sentence += " from " + days->first + " to " + days->last;
     if (!selection.search.empty()) sentence += " in sessions with " + inQuotes(printable(selection.search));
     return sentence +
            (selection.cycleKey ? "; --scope all counts all there is." : ", even with --scope all.");
 }
 
 std::optional<ScopedScan> scanInScope(const Options& options, Console& console) {
-    Scan scan = scanRoots(options, console);
+    Scan scan = scanWithLimits(options, console);
     if (!options.scope || isKnownScope(*options.scope, scan.snapshot.aggregates))
         return ScopedScan(std::move(scan), options, pricesFor(options));
     console.warn("--scope " + inQuotes(*options.scope) + " is the key of no known cycle; " +
@@ -117,8 +139,7 @@ std::optional<std::string> nothingFound(const Scan& scan) {
 
 std::optional<CycleDays> cycleDays(std::string_view key) {
     const auto range = Aggregates::cycleRange(key);
-    if (!range) return std::nullopt;
-    return CycleDays{TSDate::localDayKey(range->start), TSDate::localDayKey(range->end - 1)};
+    return range ? std::optional(daysOf(*range)) : std::nullopt;
 }
 
 }  // namespace ledgerfern

@@ -26,6 +26,12 @@ ProjectAnalytics::Selection projectSelectionFor(const Options& options, const Ag
 DashboardDerived derived(const Scan& scan, const DashboardAnalytics::Selection& selection,
                          const PriceTable& prices);
 
+/// The first and the last local day of a cycle, as their keys.
+struct CycleDays {
+    std::string first;
+    std::string last;
+};
+
 /// A scan as the options of a command for people see it.
 struct ScopedScan {
     Scan scan;
@@ -48,8 +54,13 @@ struct ScopedScan {
     std::string title() const;
     /// The title, with the first and the last day of a cycle, and whether it is over.
     std::string heading() const;
+    /// Says which agents' sessions count by another cycle than the scope's: their own; absent where none do.
+    std::optional<std::string> ownCycleNote() const;
     /// One sentence that says that nothing of the project, or nothing at all, is in scope, and what would be.
     std::string emptySentence(std::optional<std::string_view> project = std::nullopt) const;
+
+private:
+    std::optional<CycleDays> countedDays() const;
 };
 
 /// Scans by the options. A cycle that isn't known is told on standard error, and then there is no scan.
@@ -58,11 +69,6 @@ std::optional<ScopedScan> scanInScope(const Options& options, Console& console);
 /// Says that no log or no usage was found at all; absent where there is some.
 std::optional<std::string> nothingFound(const Scan& scan);
 
-/// The first and the last local day of a cycle, as their keys.
-struct CycleDays {
-    std::string first;
-    std::string last;
-};
 /// Absent where the key isn't a cycle's.
 std::optional<CycleDays> cycleDays(std::string_view key);
 

@@ -44,10 +44,11 @@ TEST(LimitTable, tellsInOneUnitWhenAWindowHasReset) {
 
 /// The table of one reading of 97 % in a week that resets then.
 std::string nearlyFull(std::int64_t resetsAt, std::size_t columns, bool isColoured) {
-    Aggregates aggregates;
+    Scan scan;
+    Aggregates& aggregates = scan.snapshot.aggregates;
     aggregates.latestRateLimitsByTool[ToolKind::codex] = {97.0, 10080, resetsAt, "plus"};
     aggregates.latestRateLimitsAsOf[ToolKind::codex] = now - 7200;
-    return limitTable(aggregates, now)->text(columns, Palette(isColoured));
+    return limitTable(knownLimits(scan), now)->text(columns, Palette(isColoured));
 }
 
 TEST(LimitTable, showsAWindowThatHasResetAsPast) {
@@ -74,15 +75,16 @@ TEST(LimitTable, alarmsOfAFullWindowUntilItsReset) {
 }
 
 TEST(LimitTable, isAbsentWithoutAReading) {
-    EXPECT_FALSE(limitTable(Aggregates(), now));
+    EXPECT_FALSE(limitTable({}, now));
 }
 
 TEST(LimitTable, showsAReadingOfAnySubset) {
-    Aggregates aggregates;
+    Scan scan;
+    Aggregates& aggregates = scan.snapshot.aggregates;
     aggregates.latestRateLimitsByTool[ToolKind::codex] = {};
     aggregates.latestRateLimitsByTool[ToolKind::claudeCode] = {81.0, 300, INT64_MAX, "max"};
-    aggregates.latestRateLimitsAsOf[ToolKind::claudeCode] = now - 60;
-    const auto table = limitTable(aggregates, now);
+    scan.claudeAsOf = now - 60;
+    const auto table = limitTable(knownLimits(scan), now);
     ASSERT_TRUE(table);
     EXPECT_EQ(table->text(100, Palette(false)),
               "Limits    window                used  resets  plan  as of\n"
@@ -91,10 +93,11 @@ TEST(LimitTable, showsAReadingOfAnySubset) {
 }
 
 TEST(LimitTable, staysATableWhateverALogSays) {
-    Aggregates aggregates;
+    Scan scan;
     for (const double used : {1e18, 1e300, -1e300}) {
-        aggregates.latestRateLimitsByTool[ToolKind::codex] = {used, INT64_MAX, 1772409600, "plus"};
-        std::istringstream lines(limitTable(aggregates, now)->text(80, Palette(false)));
+        scan.snapshot.aggregates.latestRateLimitsByTool[ToolKind::codex] = {used, INT64_MAX, 1772409600,
+                                                                            "plus"};
+        std::istringstream lines(limitTable(knownLimits(scan), now)->text(80, Palette(false)));
         for (std::string line; std::getline(lines, line);)
             EXPECT_LE(displayWidth(line), 80u) << line;
         EXPECT_THAT(lines.str(), testing::HasSubstr(used > 0 ? " >999%  in 13 h" : " <-99%  in 13 h"));
