@@ -99,7 +99,7 @@ std::vector<Command> commandsForFiles() {
           "DIR",
           false,
           CacheUse::never},
-         "A home folder with made-up logs of both agents, to try things on",
+         "A home folder with made-up logs of both agents and a history, to try things on",
          "ledgerfern-cli demo /tmp/demo --seed 7",
          runDemo},
     };

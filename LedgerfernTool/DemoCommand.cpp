@@ -1,9 +1,11 @@
 #include <cmath>
 #include <optional>
 
+#include "ClaudeLimits/ClaudeStatus.h"
 #include "Commands.h"
 #include "DemoClaude.h"
 #include "DemoCodex.h"
+#include "DemoHistory.h"
 #include "DemoLimits.h"
 #include "DemoPlan.h"
 #include "Foundation/Clock.h"
@@ -44,16 +46,26 @@ public:
         if (Result result = add({".codex/session_index.jsonl", DemoCodex::threadNames(sessions), wish.now});
             !result)
             return result;
-        if (Result result = add({"Library/Application Support/Ledgerfern/claude-status.json",
-                                 claudeStatusText(wish), claudeStatusTime(wish)});
-            !result)
-            return result;
+        if (Result result = addApplicationFiles(sessions, wish); !result) return result;
         return tree_.finish();
     }
 
     std::int64_t bytes() const { return bytes_; }
 
 private:
+    /// What the application keeps in its own folder.
+    Result addApplicationFiles(const std::vector<DemoSession>& sessions, const DemoWish& wish) {
+        const std::string folder = "Library/Application Support/Ledgerfern/";
+        const DemoStatus status = claudeStatus(wish);
+        if (Result result = add({folder + std::string(ClaudeStatus::fileName), status.text, status.toldAt});
+            !result)
+            return result;
+        const std::string scratch = tree_.scratchPath("history");
+        const auto history = demoHistory(scratch, sessions, wish);
+        if (!history) return {"can't write " + inQuotes(scratch)};
+        return add({folder + "snapshots.sqlite", *history, wish.now});
+    }
+
     Result add(const DemoFile& file) {
         if (signals_.areWaiting()) return {"interrupted"};
         bytes_ += static_cast<std::int64_t>(file.bytes.size());

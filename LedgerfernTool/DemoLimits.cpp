@@ -20,11 +20,6 @@ Milliseconds fullHourAfter(Milliseconds instant) {
     return (instant / DemoTime::hour + 1) * DemoTime::hour;
 }
 
-/// What a request takes from the limit: cached input counts for little, output for much.
-std::int64_t weightOf(const DemoRequest& request) {
-    return request.input - request.cached + request.cached / 10 + 5 * request.output;
-}
-
 std::vector<DemoRequest*> codexRequestsInOrder(std::vector<DemoSession>& sessions) {
     std::vector<DemoRequest*> requests;
     for (DemoSession& session : sessions)
@@ -42,12 +37,28 @@ struct Cycle {
     std::int64_t peak = 0;   ///< What its last reading says, in percent.
 };
 
-JsonText window(std::int64_t tenthsOfPercent, Milliseconds resetsAt) {
-    return JsonText::object({{"used_percentage", JsonText::decimal(tenthsOfPercent)},
-                             {"resets_at", resetsAt / DemoTime::second}});
+JsonText windowText(const DemoWindow& window) {
+    return JsonText::object({{"used_percentage", JsonText::decimal(window.tenthsOfPercent)},
+                             {"resets_at", window.resetsAt / DemoTime::second}});
+}
+
+std::string statusText(const DemoStatus& status, const std::string& sessionId) {
+    const JsonText limits = JsonText::object(
+        {{"five_hour", windowText(status.fiveHours)}, {"seven_day", windowText(status.sevenDays)}});
+    const JsonText model = JsonText::object({{"id", "claude-opus-5"}, {"display_name", "Opus 5"}});
+    return JsonText::object({{"session_id", sessionId},
+                             {"cwd", "/home/mira/code/atlas-mobile"},
+                             {"model", model},
+                             {"version", "2.1.227"},
+                             {"rate_limits", limits}})
+        .text();
 }
 
 }  // namespace
+
+std::int64_t weightOf(const DemoRequest& request) {
+    return request.input - request.cached + request.cached / 10 + 5 * request.output;
+}
 
 void setLimits(std::vector<DemoSession>& sessions, const DemoWish& wish) {
     DemoRandom random(wish.seed, codexStream);
@@ -68,24 +79,17 @@ void setLimits(std::vector<DemoSession>& sessions, const DemoWish& wish) {
     }
 }
 
-Milliseconds claudeStatusTime(const DemoWish& wish) {
-    return wish.now - 4 * DemoTime::minute;
-}
-
-std::string claudeStatusText(const DemoWish& wish) {
+DemoStatus claudeStatus(const DemoWish& wish) {
     DemoRandom random(wish.seed, claudeStream);
-    const Milliseconds sevenDays =
+    DemoStatus status;
+    status.toldAt = wish.now - 4 * DemoTime::minute;
+    status.sevenDays.resetsAt =
         fullHourAfter(wish.now + random.between(80 * DemoTime::hour, 130 * DemoTime::hour));
-    const Milliseconds fiveHours = fullHourAfter(wish.now + random.between(0, 3 * DemoTime::hour));
-    const JsonText limits = JsonText::object({{"five_hour", window(random.between(180, 640), fiveHours)},
-                                              {"seven_day", window(random.between(350, 780), sevenDays)}});
-    const JsonText model = JsonText::object({{"id", "claude-opus-5"}, {"display_name", "Opus 5"}});
-    return JsonText::object({{"session_id", random.uuid()},
-                             {"cwd", "/home/mira/code/atlas-mobile"},
-                             {"model", model},
-                             {"version", "2.1.227"},
-                             {"rate_limits", limits}})
-        .text();
+    status.fiveHours.resetsAt = fullHourAfter(wish.now + random.between(0, 3 * DemoTime::hour));
+    status.fiveHours.tenthsOfPercent = random.between(180, 640);
+    status.sevenDays.tenthsOfPercent = random.between(350, 780);
+    status.text = statusText(status, random.uuid());
+    return status;
 }
 
 }  // namespace ledgerfern

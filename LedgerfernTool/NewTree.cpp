@@ -117,7 +117,7 @@ Result NewTree::finish() {
     }
     isOpen_ = false;
     std::error_code ignored;
-    fs::remove(staging_, ignored);
+    fs::remove_all(staging_, ignored);
     return {};
 }
 

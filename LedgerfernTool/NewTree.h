@@ -30,6 +30,8 @@ public:
     /// Writes a file, in folders that are made for it. `path` is relative; the file looks as if it was last
     /// changed at `modified`, in milliseconds since the epoch, where the file system can tell that.
     Result add(const std::string& path, std::string_view bytes, long long modified);
+    /// Where a file of the name may lie that is needed on the way; it is gone at the end.
+    std::string scratchPath(const std::string& name) const { return stagingPath(".scratch-" + name); }
     /// Puts everything into its place.
     Result finish();
     /// Takes away all that was written. Where that fails, the error says what is left.

@@ -31,7 +31,8 @@ std::map<std::string, std::string> filesOfDemo(const std::vector<std::string>& o
 
 TEST(Demo, givesTheSameBytesForTheSameOptions) {
     const auto files = filesOfDemo({"--sessions", "4"});
-    EXPECT_EQ(files.size(), 4u + 2);
+    EXPECT_EQ(files.size(), 4u + 3);
+    EXPECT_TRUE(files.contains("Library/Application Support/Ledgerfern/snapshots.sqlite"));
     EXPECT_EQ(files, filesOfDemo({"--sessions", "4", "--seed", "1"}));
 }
 

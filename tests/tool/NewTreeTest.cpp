@@ -175,5 +175,20 @@ TEST(NewTree, touchesNothingWhereTheFolderIsNotEmpty) {
     EXPECT_EQ(readWholeFile(folder.path("three")), "somebody's");
 }
 
+TEST(NewTree, takesAwayWhatWasNeededOnTheWay) {
+    const LogFolder folder;
+    TreeSteps steps;
+    NewTree tree(folder.path("new"), steps);
+    ASSERT_TRUE(tree.begin());
+    const std::string scratch = tree.scratchPath("notes");
+    folder.write(scratch.substr(folder.path().size() + 1), "of no use later");
+    ASSERT_TRUE(tree.add("notes", "of use", 1'000));
+    ASSERT_TRUE(tree.finish());
+    std::vector<std::string> names;
+    for (const auto& entry : fs::directory_iterator(folder.path("new")))
+        names.push_back(entry.path().filename());
+    EXPECT_EQ(names, std::vector<std::string>{"notes"});
+}
+
 }  // namespace
 }  // namespace ledgerfern
