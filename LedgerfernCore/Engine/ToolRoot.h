@@ -19,6 +19,9 @@ struct ToolRoot {
     static ToolRoot claudeDefault();
     /// The roots that are scanned where none are named.
     static std::vector<ToolRoot> defaults();
+    /// The folders to watch for changes of the roots: each root that exists; for one that doesn't, the folder
+    /// it would be in, if that exists, so that an agent is noticed that is installed later.
+    static std::vector<std::string> existingWatchPaths(const std::vector<ToolRoot>& roots);
 };
 
 }  // namespace ledgerfern

@@ -44,6 +44,14 @@ bool isFolder(DIR* folder, const dirent& entry) {
            S_ISDIR(attributes.st_mode);
 }
 
+bool isOwnOrParent(std::string_view name) {
+    return name == "." || name == "..";
+}
+
+std::string prefixOf(const std::string& folder) {
+    return folder.ends_with('/') ? folder : folder + "/";
+}
+
 std::optional<FileStat> statEntry(DIR* folder, const dirent& entry) {
     struct stat attributes{};
     if (::fstatat(::dirfd(folder), entry.d_name, &attributes, 0) != 0) return std::nullopt;
@@ -65,14 +73,14 @@ public:
 private:
     void list(const std::string& path, const Folder& folder) {
         if (!folder) return;
-        const std::string prefix = path.ends_with('/') ? path : path + "/";
+        const std::string prefix = prefixOf(path);
         while (const dirent* const entry = ::readdir(folder.get()))
             take(prefix, folder.get(), *entry);
     }
 
     void take(const std::string& prefix, DIR* folder, const dirent& entry) {
         const std::string_view name = entry.d_name;
-        if (name == "." || name == "..") return;
+        if (isOwnOrParent(name)) return;
         if (isLogName(name)) found_.push_back({prefix + entry.d_name, statEntry(folder, entry)});
         if (isFolder(folder, entry)) waiting_.push_back(prefix + entry.d_name);
     }
@@ -85,6 +93,17 @@ private:
 
 std::vector<WalkedFile> walkLogFiles(const std::string& root) {
     return Walk().run(root);
+}
+
+std::vector<std::string> subfolders(const std::string& folder, bool followsLink) {
+    std::vector<std::string> found;
+    const Folder opened = openFolder(folder, followsLink ? 0 : O_NOFOLLOW);
+    if (!opened) return found;
+    const std::string prefix = prefixOf(folder);
+    while (const dirent* const entry = ::readdir(opened.get()))
+        if (!isOwnOrParent(entry->d_name) && isFolder(opened.get(), *entry))
+            found.push_back(prefix + entry->d_name);
+    return found;
 }
 
 }  // namespace ledgerfern

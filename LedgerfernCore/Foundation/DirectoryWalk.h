@@ -18,4 +18,8 @@ struct WalkedFile {
 /// may be one. What isn't there or can't be read adds nothing.
 std::vector<WalkedFile> walkLogFiles(const std::string& root);
 
+/// The folders directly in a folder, as paths, in no order; links to folders aren't among them. None where it
+/// can't be read, or is itself a link and links aren't to be followed.
+std::vector<std::string> subfolders(const std::string& folder, bool followsLink);
+
 }  // namespace ledgerfern

@@ -41,8 +41,8 @@ struct JsonErrorPlace {
     std::size_t column = 1;
 };
 
-/// Reads a whole JSON text (RFC 8259, valid UTF-8, no byte-order mark, at most 1,024 arrays and objects inside
-/// each other). Absent where it isn't one; `place` tells where then.
+/// Reads a whole JSON text (RFC 8259, valid UTF-8, no byte-order mark, at most 1,024 arrays and objects
+/// inside each other). Absent where it isn't one; `place` tells where then.
 std::optional<JsonNode> readJsonDocument(std::string_view text, JsonErrorPlace& place);
 
 /// The document as a text with two blanks a level, each object's keys in the order of their bytes, and a line

@@ -154,5 +154,29 @@ TEST_F(DirectoryWalkTest, needsFewOpenFilesForADeepOrWideTree) {
     ::close(after);
 }
 
+std::set<std::string> foldersIn(const std::string& folder, bool followsLink = false) {
+    const auto found = subfolders(folder, followsLink);
+    return {found.begin(), found.end()};
+}
+
+TEST_F(DirectoryWalkTest, listsTheFoldersInOne) {
+    makeFolder("root/a/deeper");
+    makeFolder("root/.hidden");
+    makeFolder("root/c.jsonl");
+    write("root/file", "");
+    link(path("root/a"), "root/link");
+    EXPECT_EQ(foldersIn(path("root")),
+              (std::set<std::string>{path("root/a"), path("root/.hidden"), path("root/c.jsonl")}));
+    EXPECT_EQ(foldersIn(path("nowhere")), std::set<std::string>());
+    EXPECT_EQ(foldersIn(path("root/file")), std::set<std::string>());
+}
+
+TEST_F(DirectoryWalkTest, listsWhatALinkLeadsToWhereItIsAskedTo) {
+    makeFolder("root/a");
+    link(path("root"), "link");
+    EXPECT_EQ(foldersIn(path("link")), std::set<std::string>());
+    EXPECT_EQ(foldersIn(path("link"), true), std::set<std::string>{path("link/a")});
+}
+
 }  // namespace
 }  // namespace ledgerfern
