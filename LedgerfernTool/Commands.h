@@ -33,6 +33,7 @@ int runSession(const Options& options, Console& console);
 int runExport(const Options& options, Console& console);
 int runParity(const Options& options, Console& console);
 int runDump(const Options& options, Console& console);
+int runWatch(const Options& options, Console& console);
 int runDemo(const Options& options, Console& console);
 
 }  // namespace ledgerfern

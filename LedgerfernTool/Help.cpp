@@ -63,7 +63,11 @@ std::string programHelp(std::size_t width) {
         width, 0);
     text += "\n" + wrapped("Usage: ledgerfern-cli [COMMAND] [OPTIONS]", width, 0, 4) + "\nCommands:\n" +
             listed(commandEntries(), width);
-    text += "\n" + wrapped("Options of every command, of which demo has the last two:", width, 0) +
+    text += "\n" +
+            wrapped(
+                "Options of every command, but that watch has neither --now nor --finish, and demo only the "
+                "last two:",
+                width, 0) +
             listed(optionEntries(commonOptions()), width) + "\nExamples:\n";
     for (const Command& command : commands())
         text += wrapped(command.example, width, 2, 4);

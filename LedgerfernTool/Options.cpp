@@ -322,7 +322,8 @@ std::vector<OptionText> Usage::options() const {
                      const bool isOwn =
                          std::any_of(ownOptions.begin(), ownOptions.end(),
                                      [&](const OptionText& own) { return own.name == option.name; });
-                     if (isOwn) return false;
+                     if (isOwn || (isLive && (option.name == "--now" || option.name == "--finish")))
+                         return false;
                      return scans || option.name == "--help" || option.name == "--version";
                  });
     std::transform(all.begin(), all.end(), all.begin(),

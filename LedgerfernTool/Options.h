@@ -85,6 +85,7 @@ struct Usage {
     std::string_view operand;  ///< What its one operand is called; empty where it takes none.
     bool scans = true;         ///< It reads logs; otherwise it knows few of the common options.
     CacheUse cacheUse = CacheUse::usual;
+    bool isLive = false;  ///< It follows the logs as they grow, at the present instant alone.
 
     /// Its own options, then the common ones that it doesn't explain by itself.
     std::vector<OptionText> options() const;

@@ -31,6 +31,8 @@ public:
     virtual bool isTerminal() const = 0;
     /// Columns of the terminal; absent where it isn't one, or doesn't say.
     virtual std::optional<std::size_t> columns() const = 0;
+    /// The open file of the process that is written to; absent where it is none.
+    virtual std::optional<int> descriptor() const { return std::nullopt; }
 };
 
 /// An open file of the process, which is ready for SIGPIPE to be ignored.
@@ -41,6 +43,7 @@ public:
     Written write(std::string_view text) override;
     bool isTerminal() const override;
     std::optional<std::size_t> columns() const override;
+    std::optional<int> descriptor() const override { return descriptor_; }
 
 private:
     int descriptor_;

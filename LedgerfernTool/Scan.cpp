@@ -42,6 +42,10 @@ std::vector<ToolRoot> rootsFor(const Options& options, Console& console) {
     return roots;
 }
 
+Clock clockFor(const Options& options) {
+    return options.now ? fixedClock(*options.now) : systemClock();
+}
+
 /// What the application's own cache holds is of the true present, whatever is taken for it here.
 Clock cacheClockFor(const Options& options, const Clock& clock) {
     return options.cacheFile ? clock : systemClock();
@@ -49,26 +53,40 @@ Clock cacheClockFor(const Options& options, const Clock& clock) {
 
 }  // namespace
 
-Scan scanRoots(const Options& options, Console& console) {
-    const Clock clock = options.now ? fixedClock(*options.now) : systemClock();
+Scan unscannedRoots(const Options& options, Console& console) {
+    const Clock clock = clockFor(options);
     std::vector<ToolRoot> roots = rootsFor(options, console);
     Scan scan;
     for (const ToolRoot& root : roots)
         scan.folders.push_back(root.path);
     scan.engine = std::make_unique<Engine>(std::move(roots), clock, 0, options.cacheFile,
                                            cacheClockFor(options, clock));
+    return scan;
+}
+
+void rescan(Scan& scan, const Options& options, Console& console) {
     const Progress progress(console.err);
     ScanOptions scanOptions;
     scanOptions.finishFiles = options.finish;
     scanOptions.useCache = options.usesCache;
     scan.snapshot = scan.engine->rescan(scanOptions);
-    scan.now = clock();
+    scan.now = clockFor(options)();
+}
+
+Scan scanRoots(const Options& options, Console& console) {
+    Scan scan = unscannedRoots(options, console);
+    rescan(scan, options, console);
     return scan;
 }
 
-Scan scanWithLimits(const Options& options, Console& console) {
-    Scan scan = scanRoots(options, console);
+void rescanWithLimits(Scan& scan, const Options& options, Console& console) {
+    rescan(scan, options, console);
     if (!options.namesRoots()) mergeClaudeLimits(scan, ClaudeStatus::load(supportDirectory(), scan.now));
+}
+
+Scan scanWithLimits(const Options& options, Console& console) {
+    Scan scan = unscannedRoots(options, console);
+    rescanWithLimits(scan, options, console);
     return scan;
 }
 

@@ -26,11 +26,16 @@ struct Scan {
     std::optional<Instant> claudeAsOf;  ///< When Claude Code told its limits.
 };
 
-/// Scans. A root given by hand that isn't there is told on standard error, where a terminal also shows
-/// that it takes a while.
+/// Knows the roots, and hasn't scanned them. A root given by hand that isn't there is told on standard error.
+Scan unscannedRoots(const Options& options, Console& console);
+/// Scans, and where it has before, reads only what has changed since. A terminal on standard error shows that
+/// it takes a while.
+void rescan(Scan& scan, const Options& options, Console& console);
+/// Both at once.
 Scan scanRoots(const Options& options, Console& console);
 
-/// Scans, and on the default roots merges Claude's limits, as the application does.
+/// The same two, that on the default roots merge Claude's limits, as the application does.
+void rescanWithLimits(Scan& scan, const Options& options, Console& console);
 Scan scanWithLimits(const Options& options, Console& console);
 
 /// Puts what a reading says of Claude's limits at the scan's instant into the snapshot; without one, nothing

@@ -119,7 +119,11 @@ std::string ScopedScan::emptySentence(std::optional<std::string_view> project) c
 }
 
 std::optional<ScopedScan> scanInScope(const Options& options, Console& console) {
-    Scan scan = scanWithLimits(options, console);
+    return scanInScope(unscannedRoots(options, console), options, console);
+}
+
+std::optional<ScopedScan> scanInScope(Scan scan, const Options& options, Console& console) {
+    rescanWithLimits(scan, options, console);
     if (!options.scope || isKnownScope(*options.scope, scan.snapshot.aggregates))
         return ScopedScan(std::move(scan), options, pricesFor(options));
     console.warn("--scope " + inQuotes(*options.scope) + " is the key of no known cycle; " +

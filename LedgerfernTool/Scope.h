@@ -63,7 +63,9 @@ private:
     std::optional<CycleDays> countedDays() const;
 };
 
-/// Scans by the options. A cycle that isn't known is told on standard error, and then there is no scan.
+/// Scans by the options, what has been scanned before, or all there is. A cycle that isn't known is told on
+/// standard error, and then there is no scan.
+std::optional<ScopedScan> scanInScope(Scan scan, const Options& options, Console& console);
 std::optional<ScopedScan> scanInScope(const Options& options, Console& console);
 
 /// Says that no log or no usage was found at all; absent where there is some.

@@ -42,14 +42,9 @@ TEST(CommandLine, refusesAnUnknownCommand) {
     EXPECT_EQ(outcome.out, "");
     EXPECT_EQ(outcome.err,
               "ledgerfern-cli: there is no command “foo”; those there are: report, sessions, projects, "
-              "project, daily, cycles, insights, limits, session, export, parity, dump and demo\n");
+              "project, daily, cycles, insights, limits, session, export, parity, dump, watch and demo\n");
     EXPECT_EQ(run({"dmup"}).err, "ledgerfern-cli: there is no command “dmup”; did you mean “dump”?\n");
     EXPECT_EQ(run({""}).status, 2);
-}
-
-TEST(CommandLine, refusesCommandsThatAreNotThereYet) {
-    for (const char* name : {"watch"})
-        EXPECT_EQ(run({name}).status, 2) << name;
 }
 
 TEST(CommandLine, tellsBadUsageInOneLineWhateverWasTyped) {

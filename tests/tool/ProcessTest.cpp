@@ -165,7 +165,7 @@ TEST_F(Process, endsWithTwoAndOneLineOnBadUsage) {
                                                                        {"--finish=maybe"},
                                                                        {"-"},
                                                                        {"--", "x"},
-                                                                       {"watch"}}) {
+                                                                       {"watch", "x"}}) {
         const ToolOutcome outcome = runTool(tool(arguments));
         EXPECT_EQ(outcome.status, 2) << arguments[0];
         EXPECT_EQ(outcome.out, "");

@@ -31,6 +31,8 @@ void require(bool holds, const char* what) {
 Channel makePipe() {
     std::array<int, 2> ends{};
     require(::pipe(ends.data()) == 0, "no pipe");
+    // The program must not hold both ends of it.
+    require(::fcntl(ends[0], F_SETFD, FD_CLOEXEC) == 0, "no pipe");
     return {ends[1], ends[0]};
 }
 
@@ -132,10 +134,22 @@ bool ToolProcess::readSome() {
     return true;
 }
 
-bool ToolProcess::awaitErr(std::string_view text) {
-    while (outcome_.err.find(text) == std::string::npos)
-        if (sources_[1] < 0 || !readSome()) return false;
+bool ToolProcess::awaitText(std::size_t source, const std::string& read, std::string_view text) {
+    while (read.find(text) == std::string::npos)
+        if (sources_.at(source) < 0 || !readSome()) return false;
     return true;
+}
+
+bool ToolProcess::awaitErr(std::string_view text) {
+    return awaitText(1, outcome_.err, text);
+}
+
+bool ToolProcess::awaitOut(std::string_view text) {
+    return awaitText(0, outcome_.out, text);
+}
+
+void ToolProcess::closeOut() {
+    closeIfOpen(std::exchange(sources_[0], -1));
 }
 
 void ToolProcess::signal(int number) const {
@@ -148,6 +162,7 @@ ToolOutcome ToolProcess::await() {
     int status = 0;
     require(::waitpid(child_, &status, 0) == child_, "no status");
     child_ = -1;
+    outcome_.wasKilled = WIFSIGNALED(status);
     outcome_.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
     return std::move(outcome_);
 }

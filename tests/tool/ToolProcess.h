@@ -23,7 +23,8 @@ struct ToolRun {
 };
 
 struct ToolOutcome {
-    int status = -1;  ///< Exit status; above 128 a signal.
+    int status = -1;         ///< Exit status; above 128 a signal.
+    bool wasKilled = false;  ///< By a signal.
     std::string out;
     std::string err;
 };
@@ -38,6 +39,12 @@ public:
 
     /// Waits until standard error holds the text, or the program has closed it; tells which.
     bool awaitErr(std::string_view text);
+    /// The same of standard output.
+    bool awaitOut(std::string_view text);
+    /// Forgets what has been read from standard output so far.
+    void dropOut() { outcome_.out.clear(); }
+    /// Reads no more of standard output.
+    void closeOut();
     /// Sends it a signal.
     void signal(int number) const;
     /// Waits for its end.
@@ -45,6 +52,7 @@ public:
 
 private:
     bool readSome();
+    bool awaitText(std::size_t source, const std::string& read, std::string_view text);
 
     pid_t child_ = -1;
     std::array<int, 2> sources_ = {-1, -1};  // standard output and standard error, until their ends
