@@ -47,6 +47,10 @@ std::optional<Instant> localDayKeyDate(std::string_view key);
 /// The local day of an instant: from its first moment to that of the next day that the local calendar has.
 TimeRange localDay(Instant instant);
 
+/// The first moment of the local Monday that begins the instant's week; that of the instant's own day where
+/// the local calendar left that Monday out.
+Instant localWeekStart(Instant instant);
+
 /// The week that has the instant's ISO week key.
 TimeRange isoWeekStretch(Instant instant);
 /// A time around the instant that has its local day key throughout. As a rule it is the whole day; where the

@@ -230,6 +230,12 @@ TimeRange localDay(Instant instant) {
     return rangeOf(start, end.value_or(start + secondsPerDay));
 }
 
+Instant localWeekStart(Instant instant) {
+    const std::int64_t day = localDayNumber(wholeSeconds(instant));
+    const auto monday = startOfLocalDay(day - weekday(day));
+    return monday ? static_cast<Instant>(*monday) : localDay(instant).start;
+}
+
 TimeRange isoWeekStretch(Instant instant) {
     const std::int64_t day = utcDay(wholeSeconds(instant));
     const std::int64_t monday = day - weekday(day);

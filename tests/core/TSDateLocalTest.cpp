@@ -156,6 +156,22 @@ TEST(TSDateLocalDeathTest, aDayThatBeginsOutsideTheCalendarHasNoStart) {
     });
 }
 
+TEST(TSDateLocalDeathTest, aLocalWeekBeginsOnMonday) {
+    expectInZone("America/New_York", [] {
+        const Instant monday = at("2026-02-23T05:00:00Z");
+        EXPECT_EQ(TSDate::localWeekStart(monday), monday);
+        EXPECT_EQ(TSDate::localWeekStart(at("2026-03-02T04:59:59Z")), monday) << "Sunday evening";
+        EXPECT_EQ(TSDate::localWeekStart(at("2026-03-02T05:00:00Z")), at("2026-03-02T05:00:00Z"));
+        EXPECT_EQ(TSDate::localWeekStart(at("2026-03-09T03:59:59Z")), at("2026-03-02T05:00:00Z"))
+            << "the clock was put on in that week";
+        EXPECT_EQ(TSDate::localWeekStart(at("2026-01-01T12:00:00Z")), at("2025-12-29T05:00:00Z"));
+    });
+    expectInZone("Pacific/Kwajalein", [] {
+        // There was no Saturday, 21 August 1993; no Monday has ever been left out since 1970.
+        EXPECT_EQ(TSDate::localWeekStart(at("1993-08-22T00:00:00Z")), at("1993-08-16T12:00:00Z"));
+    });
+}
+
 TEST(TSDateLocalDeathTest, aLocalDayLastsUntilTheNextOne) {
     expectInZone("America/New_York", [] {
         EXPECT_EQ(TSDate::localDay(at("2026-03-01T12:00:00Z")),
