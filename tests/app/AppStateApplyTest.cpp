@@ -1,0 +1,379 @@
+#include <sqlite3.h>
+
+#include <filesystem>
+
+#include "AppStateFixture.h"
+#include "ClaudeLimits/ClaudeStatusLine.h"
+#include "UsageRecords/TSDate.h"
+
+// What comes of a snapshot.
+
+namespace ledgerfern {
+namespace {
+
+using test::AppStateFixture;
+using test::CodexLog;
+using test::Json;
+using test::setModified;
+using test::usage;
+
+class AppStateApplyTest : public AppStateFixture {
+protected:
+    /// Appends a reading of the weekly limit to the log.
+    void readLimit(double usedPercent) {
+        now += 60;
+        used_ += 100;
+        home.append(".codex/sessions/limit.jsonl",
+                    CodexLog()
+                        .at(timestamp(now))
+                        .tokens(usage(1000 + used_, 0, 10), usage(100, 0, 0), limit(usedPercent))
+                        .text);
+        rescan();
+    }
+    static std::string timestamp(Instant ts) {
+        const std::string text = TSDate::utcString(ts);  // "2026-03-01 10:20 UTC"
+        return text.substr(0, 10) + "T" + text.substr(11, 5) + ":00Z";
+    }
+    /// All rows of the history, through a connection of its own.
+    std::vector<std::vector<std::string>> rows(const std::string& query) const {
+        std::vector<std::vector<std::string>> result;
+        sqlite3* db = nullptr;
+        EXPECT_EQ(sqlite3_open(supportFile("snapshots.sqlite").c_str(), &db), SQLITE_OK);
+        const auto take = [](void* into, int count, char** values, char**) {
+            std::vector<std::string> row;
+            for (int i = 0; i < count; ++i)
+                row.emplace_back(values[i] ? values[i] : "NULL");
+            static_cast<std::vector<std::vector<std::string>>*>(into)->push_back(row);
+            return 0;
+        };
+        EXPECT_EQ(sqlite3_exec(db, query.c_str(), take, &result, nullptr), SQLITE_OK);
+        sqlite3_close(db);
+        return result;
+    }
+    std::size_t dailyRows() const {
+        return rows("SELECT ts FROM snapshots WHERE local_7d_total IS NOT NULL").size();
+    }
+    void look() {
+        loop.pass(20);
+        settle();
+    }
+
+private:
+    std::int64_t used_ = 0;
+};
+
+TEST_F(AppStateApplyTest, roundsTheWorstLimitOnce) {
+    writeCodex("limit.jsonl", codexLog(37.4));
+    makeSettled();
+    EXPECT_EQ(state->statusText(), "37%");
+    EXPECT_EQ(state->worstPercent(), 37.4);
+    readLimit(37.5);
+    EXPECT_EQ(state->statusText(), "38%");
+    updateAvailable = true;
+    readLimit(99.5);
+    EXPECT_EQ(state->statusText(), "100% ⤓");
+}
+
+TEST_F(AppStateApplyTest, showsNoPercentWhereNoLimitIsKnown) {
+    makeSettled();
+    EXPECT_EQ(state->statusText(), "0%");
+    EXPECT_EQ(state->worstPercent(), 0.0);
+}
+
+TEST_F(AppStateApplyTest, choosesTheSymbolByUnevenSteps) {
+    writeCodex("limit.jsonl", codexLog(1));
+    makeSettled();
+    const std::vector<std::pair<double, QString>> symbols = {{19.99, "0"},  {20, "33"},    {44.99, "33"},
+                                                             {45, "50"},    {66.99, "50"}, {67, "67"},
+                                                             {89.99, "67"}, {90, "100"},   {250, "100"}};
+    for (const auto& [percent, symbol] : symbols) {
+        readLimit(percent);
+        EXPECT_EQ(state->statusSymbol(), "gauge.with.dots.needle." + symbol + "percent") << percent;
+    }
+}
+
+TEST_F(AppStateApplyTest, takesTheWorstOfThreeLimits) {
+    writeCodex("limit.jsonl", codexLog(30));
+    writeStatus(55, 41, start);
+    makeSettled();
+    EXPECT_EQ(state->statusText(), "55%");
+    EXPECT_EQ(state->claudeFiveHour()->usedPercent, 55.0);
+    EXPECT_EQ(state->snapshot()->aggregates.latestRateLimitsByTool.at(ToolKind::claudeCode).usedPercent,
+              41.0);
+    writeStatus(5, 61, start + 1);
+    look();
+    EXPECT_EQ(state->statusText(), "61%");
+}
+
+TEST_F(AppStateApplyTest, notifiesOfEachThresholdBetweenTwoReadings) {
+    writeCodex("limit.jsonl", codexLog(49));
+    makeSettled();
+    EXPECT_TRUE(notifications.posted.empty());
+    readLimit(81);
+    EXPECT_EQ(postedTitles(),
+              (std::vector<std::string>{"Codex weekly limit at 50%", "Codex weekly limit at 80%"}));
+}
+
+TEST_F(AppStateApplyTest, doesntNotifyOfTheFirstReading) {
+    writeCodex("limit.jsonl", codexLog(81));
+    writeStatus(96, 97, start);
+    makeSettled();
+    EXPECT_TRUE(notifications.posted.empty());
+}
+
+TEST_F(AppStateApplyTest, notifiesAgainInANewWindow) {
+    writeCodex("limit.jsonl", codexLog(49));
+    makeSettled();
+    readLimit(60);
+    readLimit(3);
+    EXPECT_EQ(notifications.posted.size(), 1U);
+    readLimit(52);
+    EXPECT_EQ(notifications.posted.size(), 2U);
+    EXPECT_EQ(notifications.posted[0].identifier, notifications.posted[1].identifier);
+}
+
+TEST_F(AppStateApplyTest, owesNothingForTheTimeThatNotificationsWereOff) {
+    writeCodex("limit.jsonl", codexLog(49));
+    makeSettled();
+    state->setNotificationsEnabled(false);
+    readLimit(81);
+    state->setNotificationsEnabled(true);
+    readLimit(82);
+    EXPECT_TRUE(notifications.posted.empty());
+}
+
+TEST_F(AppStateApplyTest, namesEachLimitInItsNotification) {
+    writeStatus(10, 20, start);
+    makeSettled();
+    writeStatus(96, 60, start + 1);
+    look();
+    EXPECT_EQ(postedTitles(),
+              (std::vector<std::string>{"Claude weekly limit at 50%", "Claude 5-hour limit at 50%",
+                                        "Claude 5-hour limit at 80%", "Claude 5-hour limit at 95%"}));
+}
+
+TEST_F(AppStateApplyTest, tellsOfLinesThatCouldntBeRead) {
+    writeCodex("a.jsonl", codexLog(37) + "{\"type\":\"event_msg\",\"payload\":{\"type\":\"token_count\"\n");
+    makeSettled();
+    EXPECT_EQ(state->lastError(), "1 malformed session lines skipped");
+    std::filesystem::remove(codexFile("a.jsonl"));
+    rescan();
+    EXPECT_FALSE(state->lastError());
+}
+
+TEST_F(AppStateApplyTest, takesUpANewStatusFileWithoutAScan) {
+    makeSettled();
+    EXPECT_FALSE(state->claudeFiveHour());
+    writeStatus(55, 41, start);
+    writeCodex("new.jsonl", codexLog(1));
+    look();
+    EXPECT_EQ(state->claudeFiveHour()->usedPercent, 55.0);
+    EXPECT_EQ(sessionCount(), 0U);
+}
+
+TEST_F(AppStateApplyTest, comparesTheStatusFilesTimeAndNotItsContent) {
+    writeStatus(55, 41, start);
+    makeSettled();
+    writeStatus(66, 41, start);
+    look();
+    EXPECT_EQ(state->claudeFiveHour()->usedPercent, 55.0);
+    writeStatus(66, 41, start - 100);
+    look();
+    EXPECT_EQ(state->claudeFiveHour()->usedPercent, 66.0) << "an older time is another time";
+}
+
+TEST_F(AppStateApplyTest, clearsClaudesLimitsWhenTheStatusFileVanishes) {
+    writeCodex("limit.jsonl", codexLog(30));
+    writeStatus(55, 41, start);
+    makeSettled();
+    std::filesystem::remove(supportFile("claude-status.json"));
+    loop.pass(19.9);
+    settle();
+    EXPECT_EQ(state->statusText(), "55%");
+    look();
+    EXPECT_EQ(state->statusText(), "30%");
+    EXPECT_FALSE(state->claudeFiveHour());
+    EXPECT_FALSE(state->snapshot()->aggregates.latestRateLimitsByTool.contains(ToolKind::claudeCode));
+    EXPECT_FALSE(state->snapshot()->aggregates.cycleAnchorsByTool.contains(ToolKind::claudeCode));
+}
+
+TEST_F(AppStateApplyTest, preparesANewerSnapshotInsteadOfTheOneThatItReplaced) {
+    makeSettled();
+    writeStatus(55, 41, start);
+    loop.pass(20);
+    loop.runPosted();
+    ASSERT_EQ(workers.waiting.size(), 1U);
+    workers.run();  // prepared, but not taken in yet
+    writeCodex("new.jsonl", codexLog(1));
+    FakeMainLoop::Work late = loop.takePosted();
+    rescan();
+    EXPECT_EQ(sessionCount(), 1U);
+    late();
+    settle();
+    EXPECT_EQ(sessionCount(), 1U);
+    EXPECT_EQ(state->claudeFiveHour()->usedPercent, 55.0);
+}
+
+TEST_F(AppStateApplyTest, connectsAndDisconnectsClaudesLimits) {
+    makeSettled();
+    EXPECT_FALSE(state->claudeLimitsConnected());
+    EXPECT_TRUE(state->connectClaudeLimits());
+    EXPECT_TRUE(state->claudeLimitsConnected());
+    EXPECT_TRUE(ClaudeStatusLine::isInstalled(home / ".claude/settings.json",
+                                              home / "Library/Application Support/Ledgerfern"));
+    writeStatus(55, 41, start);
+    look();
+    EXPECT_EQ(state->statusText(), "55%");
+
+    EXPECT_TRUE(state->disconnectClaudeLimits());
+    EXPECT_FALSE(state->claudeLimitsConnected());
+    EXPECT_FALSE(state->claudeFiveHour());
+    EXPECT_FALSE(std::filesystem::exists(supportFile("claude-status.json")));
+    settle();
+    EXPECT_EQ(state->statusText(), "0%");
+    look();
+    EXPECT_EQ(state->statusText(), "0%");
+}
+
+TEST_F(AppStateApplyTest, staysConnectedWhereDisconnectingFails) {
+    makeSettled();
+    EXPECT_TRUE(state->connectClaudeLimits());
+    writeStatus(55, 41, start);
+    look();
+    home.write(".claude/settings.json", "[1]");
+    const Result result = state->disconnectClaudeLimits();
+    ASSERT_FALSE(result);
+    EXPECT_NE(result.error->find("isn't a JSON object; not changing it."), std::string::npos);
+    EXPECT_TRUE(state->claudeLimitsConnected());
+    EXPECT_TRUE(std::filesystem::exists(supportFile("claude-status.json")));
+    EXPECT_EQ(state->statusText(), "55%");
+}
+
+TEST_F(AppStateApplyTest, knowsAtTheStartThatClaudesLimitsAreConnected) {
+    make();
+    EXPECT_TRUE(state->connectClaudeLimits());
+    state.reset();
+    make();
+    EXPECT_TRUE(state->claudeLimitsConnected());
+}
+
+TEST_F(AppStateApplyTest, writesADaysRowAfterTwentyHours) {
+    writeCodex("limit.jsonl", codexLog(37));
+    makeSettled();
+    EXPECT_EQ(dailyRows(), 1U);
+    now = start + 71'999;
+    rescan();
+    EXPECT_EQ(dailyRows(), 1U);
+    now = start + 72'000;
+    rescan();
+    EXPECT_EQ(dailyRows(), 2U);
+}
+
+TEST_F(AppStateApplyTest, writesWhatIsKnownIntoTheDaysRow) {
+    writeCodex("limit.jsonl", codexLog(37.5, 4000));
+    makeSettled();
+    EXPECT_EQ(
+        rows("SELECT used_percent, resets_at, local_7d_total, plan FROM snapshots WHERE ts = 1772572800"),
+        (std::vector<std::vector<std::string>>{
+            {"37.5", std::to_string(static_cast<std::int64_t>(reset)), "4010.0", "pro"}}));
+}
+
+TEST_F(AppStateApplyTest, writesADaysRowWithoutCodex) {
+    writeStatus(55, 41, start);
+    makeSettled();
+    EXPECT_EQ(rows("SELECT used_percent, resets_at, local_7d_total, plan, daily_cost_usd FROM snapshots"),
+              (std::vector<std::vector<std::string>>{{"0.0", "NULL", "0.0", "", "0.0"}}));
+    EXPECT_EQ(rows("SELECT seven_day, five_hour FROM claude_samples"),
+              (std::vector<std::vector<std::string>>{{"41.0", "55.0"}}));
+    ASSERT_EQ(state->claudeTrend().size(), 1U);
+    EXPECT_EQ(state->claudeTrend()[0], (SnapshotStore::Point{start, 41}));
+}
+
+TEST_F(AppStateApplyTest, estimatesTheBudgetBeforeTheDaysRowIsWritten) {
+    // Two rows of the past: 10 % for a million tokens.
+    make();
+    state.reset();
+    SnapshotStore store(supportFile("snapshots.sqlite"));
+    store.recordDailyIfDue({start - 3 * 86'400, 20, reset, 2'000'000, "pro", 1});
+    store.recordDailyIfDue({start - 2 * 86'400, 30, reset, 3'000'000, "pro", 1});
+    make();
+    loop.runPosted();
+    workers.run();
+    loop.runPosted();
+    EXPECT_EQ(state->budgetEstimate(), 10'000'000);
+    settle();
+    EXPECT_NE(state->budgetEstimate(), 10'000'000) << "by the row that the first pass wrote";
+}
+
+TEST_F(AppStateApplyTest, fillsTheHistoryFromTheLogs) {
+    writeCodex("limit.jsonl", codexLog(37));
+    makeSettled();
+    ASSERT_EQ(state->trend().size(), 2U) << "the log's reading, and the day's row";
+    EXPECT_EQ(state->trend()[0].value, 37.0);
+    EXPECT_LT(state->trend()[0].ts, state->trend()[1].ts);
+    EXPECT_EQ(state->trend()[1], (SnapshotStore::Point{start, 37}));
+}
+
+TEST_F(AppStateApplyTest, triesAReadingAgainThatCouldntBeStored) {
+    writeCodex("limit.jsonl", codexLog(37));
+    make();
+    sqlite3* other = nullptr;
+    ASSERT_EQ(sqlite3_open(supportFile("snapshots.sqlite").c_str(), &other), SQLITE_OK);
+    ASSERT_EQ(sqlite3_exec(other, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr), SQLITE_OK);
+    settle();
+    ASSERT_TRUE(state->snapshot());
+    EXPECT_TRUE(state->trend().empty());
+    ASSERT_EQ(sqlite3_exec(other, "COMMIT", nullptr, nullptr, nullptr), SQLITE_OK);
+    sqlite3_close(other);
+    rescan();
+    ASSERT_EQ(state->trend().size(), 1U);
+    EXPECT_EQ(state->trend()[0].value, 37.0);
+    EXPECT_EQ(dailyRows(), 1U);
+}
+
+TEST_F(AppStateApplyTest, goesOnWithoutAHistory) {
+    home.write("Library/Application Support/Ledgerfern/snapshots.sqlite/in-the-way", "");
+    writeCodex("limit.jsonl", codexLog(37));
+    makeSettled();
+    EXPECT_EQ(state->statusText(), "37%");
+    EXPECT_TRUE(state->trend().empty());
+    EXPECT_TRUE(state->dailyCostTrend().empty());
+    EXPECT_FALSE(state->budgetEstimate());
+}
+
+TEST_F(AppStateApplyTest, pricesTodayByTheSessionsModel) {
+    const Instant midnight = TSDate::localDay(start).start;
+    CodexLog log;
+    log.meta().model("gpt-5.5");
+    log.at(timestamp(midnight - 60)).tokens(usage(1'000'000, 0, 0));
+    log.at(timestamp(midnight)).tokens(usage(3'000'000, 0, 0));
+    log.at(timestamp(midnight + 60)).model("gpt-5.6-sol");
+    log.at(timestamp(midnight + 120)).tokens(usage(4'000'000, 0, 0));
+    writeCodex("a.jsonl", log.text);
+    preferences->bytesByKey["costEstimator.prices"] =
+        R"({"gpt-5.5":{"input":1,"cachedInput":1,"output":1},"gpt-5.6-sol":{"input":10,"cachedInput":1,"output":1}})";
+    makeSettled();
+    const auto& session = *state->snapshot()->sessions.at(0);
+    ASSERT_EQ(session.model, "gpt-5.6-sol");
+    EXPECT_DOUBLE_EQ(state->todayCostUSD(), 30.0) << "the requests from midnight on, all at the last model";
+    EXPECT_TRUE(state->dailyCostTrend().size() == 1 && state->dailyCostTrend()[0].value == 30.0);
+}
+
+TEST_F(AppStateApplyTest, tellsOfEachChange) {
+    writeCodex("limit.jsonl", codexLog(30));
+    makeSettled();
+    int applied = 0, texts = 0, symbols = 0;
+    QObject::connect(state.get(), &AppState::applied, [&] { ++applied; });
+    QObject::connect(state.get(), &AppState::statusTextChanged, [&] { ++texts; });
+    QObject::connect(state.get(), &AppState::statusSymbolChanged, [&] { ++symbols; });
+    readLimit(31);
+    EXPECT_EQ(applied, 1);
+    EXPECT_EQ(texts, 1);
+    EXPECT_EQ(symbols, 0);
+    rescan();
+    EXPECT_EQ(applied, 2);
+    EXPECT_EQ(texts, 1);
+}
+
+}  // namespace
+}  // namespace ledgerfern
