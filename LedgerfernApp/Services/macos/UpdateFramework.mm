@@ -1,0 +1,54 @@
+#include "Services/UpdateFramework.h"
+
+#import <Sparkle/Sparkle.h>
+
+#include <utility>
+
+/// Told by the framework what it is about to show.
+@interface LedgerfernUpdateDelegate : NSObject <SPUStandardUserDriverDelegate>
+- (instancetype)initWithAlertAction:(std::function<void()>)onAlert;
+@end
+
+@implementation LedgerfernUpdateDelegate {
+    std::function<void()> _onAlert;
+}
+
+- (instancetype)initWithAlertAction:(std::function<void()>)onAlert {
+    self = [super init];
+    if (self != nil) _onAlert = std::move(onAlert);
+    return self;
+}
+
+- (void)standardUserDriverWillShowModalAlert {
+    if (_onAlert) _onAlert();
+}
+
+@end
+
+namespace ledgerfern {
+
+namespace {
+
+class SparkleFramework : public UpdateFramework {
+public:
+    SparkleFramework(bool startsUpdater, std::function<void()> onAlert)
+        : delegate_([[LedgerfernUpdateDelegate alloc] initWithAlertAction:std::move(onAlert)]),
+          controller_([[SPUStandardUpdaterController alloc] initWithStartingUpdater:startsUpdater
+                                                                    updaterDelegate:nil
+                                                                 userDriverDelegate:delegate_]) {}
+
+    bool canCheckForUpdates() const override { return controller_.updater.canCheckForUpdates; }
+    void checkForUpdates() override { [controller_ checkForUpdates:nil]; }
+
+private:
+    LedgerfernUpdateDelegate* const delegate_;  // the controller doesn't keep it
+    SPUStandardUpdaterController* const controller_;
+};
+
+}  // namespace
+
+std::unique_ptr<UpdateFramework> platformUpdateFramework(bool startsUpdater, std::function<void()> onAlert) {
+    return std::make_unique<SparkleFramework>(startsUpdater, std::move(onAlert));
+}
+
+}  // namespace ledgerfern

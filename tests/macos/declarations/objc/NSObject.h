@@ -1,0 +1,34 @@
+#pragma once
+
+// Declarations for the check of the macOS sources: of each interface that they use as much as they use,
+// written from its documentation. The folders and files are named as the sources include them on macOS.
+
+#if __OBJC_BOOL_IS_BOOL
+using BOOL = bool;
+#else
+using BOOL = signed char;
+#endif
+
+#define YES __objc_yes
+#define NO __objc_no
+#define nil nullptr
+
+#define NS_ASSUME_NONNULL_BEGIN _Pragma("clang assume_nonnull begin")
+#define NS_ASSUME_NONNULL_END _Pragma("clang assume_nonnull end")
+
+using NSInteger = long;
+using NSUInteger = unsigned long;
+
+NS_ASSUME_NONNULL_BEGIN
+
+@protocol NSObject
+@end
+
+__attribute__((objc_root_class))
+@interface NSObject<NSObject>
++ (instancetype)alloc;
+- (instancetype)init;
+- (id)copy;
+@end
+
+NS_ASSUME_NONNULL_END
