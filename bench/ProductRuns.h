@@ -1,17 +1,10 @@
 #pragma once
 
 #include <cstdint>
-#include <filesystem>
-#include <string>
+
+#include "ProductTree.h"
 
 namespace ledgerfern::bench {
-
-/// A tree of logs, and the cache file that belongs to it.
-struct ProductTree {
-    std::filesystem::path root;
-    std::filesystem::path cache;
-    unsigned threads = 1;
-};
 
 /// What one run came to. Each runs in a process of its own.
 struct ProductRun {

@@ -6,7 +6,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <functional>
 #include <string>
 #include <thread>
@@ -22,41 +21,12 @@ namespace {
 using namespace ledgerfern::bench;
 namespace fs = std::filesystem;
 
-constexpr std::uint64_t bytesAFile = 300'000;
-constexpr double textScale = 0.04;  // makes about a hundred requests a file
-
 struct Options {
     std::vector<std::size_t> files = {100, 1000, 10000};
     unsigned threads = std::max(std::thread::hardware_concurrency(), 1U);
     unsigned rounds = 5;
     fs::path dir = fs::temp_directory_path() / "ledgerfern-bench";
 };
-
-/// Logs of the last two hundred days, as far as the times of the files tell.
-void spreadTimes(const fs::path& root) {
-    constexpr int days = 200;
-    const auto now = fs::file_time_type::clock::now();
-    int i = 0;
-    for (const LogFile& log : treeFiles(root))
-        fs::last_write_time(log.path, now - std::chrono::hours(24) * (i++ % days));
-}
-
-ProductTree makeTree(const Options& options, std::size_t files) {
-    const fs::path root = options.dir / ("product-" + std::to_string(files));
-    if (!fs::exists(root / "complete")) {
-        std::fprintf(stderr, "writing %s\n", root.c_str());
-        fs::remove_all(root);
-        TreeShape shape{{}, bytesAFile * files, files};
-        shape.textScale = textScale;
-        inChild([&] {
-            writeTree(root, shape);
-            std::ofstream(root / "complete").flush();
-            return true;
-        });
-    }
-    spreadTimes(root);
-    return {root, root.string() + ".sqlite", options.threads};
-}
 
 /// Each is run so often, in turns, and the medians are given.
 struct Measured {
@@ -192,7 +162,7 @@ int main(int argc, char** argv) {
     try {
         std::printf("%u threads, %u rounds\n", options.threads, options.rounds);
         for (const std::size_t files : options.files)
-            print(files, measure(makeTree(options, files), options.rounds));
+            print(files, measure(makeProductTree(options.dir, files, options.threads), options.rounds));
     } catch (const std::exception& error) {
         std::fprintf(stderr, "product_bench: %s\n", error.what());
         return EXIT_FAILURE;

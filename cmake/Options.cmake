@@ -9,6 +9,13 @@ target_compile_options(ledgerfern_options INTERFACE
   # GCC's stable_sort calls a function that its library has deprecated itself, and clang doesn't overlook that.
   $<$<CXX_COMPILER_ID:Clang>:-Wno-deprecated-declarations>)
 
+# Objects of Objective-C are counted by the compiler, and the system's headers keep their macros to themselves, such
+# as one that is called `check`.
+if(APPLE)
+  target_compile_options(ledgerfern_options INTERFACE $<$<COMPILE_LANGUAGE:OBJCXX>:-fobjc-arc>)
+  target_compile_definitions(ledgerfern_options INTERFACE __ASSERT_MACROS_DEFINE_VERSIONS_WITHOUT_UNDERSCORES=0)
+endif()
+
 # A sum has the same last bit on every machine, also on those that can multiply and add in one step.
 target_compile_options(ledgerfern_options INTERFACE -ffp-contract=off)
 
