@@ -15,6 +15,8 @@ namespace ledgerfern {
 
 namespace {
 
+constexpr mode_t anyFilesMode = 0666;  // less what the user's mask takes away
+
 namespace fs = std::filesystem;
 
 void setModified(int file, long long milliseconds) {
@@ -94,7 +96,7 @@ int NewTree::makeFoldersFor(const std::string& path) {
 }
 
 int NewTree::writeFile(const std::string& path, std::string_view bytes, long long modified) {
-    const int file = steps_.create(stagingPath(path));
+    const int file = steps_.create(stagingPath(path), anyFilesMode);
     if (file < 0) return errno;
     int error = writeWhole(file, bytes, steps_);
     setModified(file, modified);

@@ -30,28 +30,32 @@ std::string folderOf(const std::string& path) {
     return slash == std::string::npos ? "./" : path.substr(0, slash + 1);
 }
 
+/// The permissions that the new file is to have; absent where it has those of any new file.
+std::optional<mode_t> wantedMode(const std::string& replaced, std::optional<mode_t> mode) {
+    struct stat attributes{};
+    if (!mode && ::stat(replaced.c_str(), &attributes) == 0) mode = attributes.st_mode & 0777;
+    return mode;
+}
+
 /// The name is short, so that it is possible wherever the file's own name is.
-NewFile createBeside(const std::string& path, WriteSteps& steps) {
+NewFile createBeside(const std::string& path, mode_t mode, WriteSteps& steps) {
     static std::atomic<unsigned> counter = 0;
     constexpr int attempts = 100;
     const std::string prefix = folderOf(path) + ".ledgerfern-" + std::to_string(::getpid()) + "-";
     NewFile file{"", -1};
     for (int i = 0; i < attempts && file.number < 0; ++i) {
         file.path = prefix + std::to_string(counter++);
-        file.number = steps.create(file.path);
+        file.number = steps.create(file.path, mode);
         if (file.number < 0 && errno != EEXIST) break;
     }
     return file;
 }
 
-/// What replaces a file may be read by those who could read that. A file system without such modes keeps its
-/// own, and only permissions that were asked for are missed there. Returns 0, or the error.
-int setMode(int file, std::optional<mode_t> mode, const std::string& replaced, WriteSteps& steps) {
-    if (mode) return steps.setMode(file, *mode) == 0 ? 0 : errno;
-    struct stat attributes{};
-    if (::stat(replaced.c_str(), &attributes) == 0)
-        static_cast<void>(steps.setMode(file, attributes.st_mode & 0777));
-    return 0;
+/// What a new file gets may be less than was wanted, and never more. A file system without such modes keeps
+/// its own, and only permissions that were asked for are missed there. Returns 0, or the error.
+int setMode(int file, std::optional<mode_t> wanted, bool isAskedFor, WriteSteps& steps) {
+    if (!wanted || steps.setMode(file, *wanted) == 0) return 0;
+    return isAskedFor ? errno : 0;
 }
 
 bool writeAll(int file, std::string_view bytes, WriteSteps& steps) {
@@ -80,8 +84,8 @@ int fill(int file, std::string_view bytes, int error, WriteSteps& steps) {
 
 }  // namespace
 
-int WriteSteps::create(const std::string& path) {
-    return FileDescriptor::open(path, O_WRONLY | O_CREAT | O_EXCL, 0666).release();
+int WriteSteps::create(const std::string& path, mode_t mode) {
+    return FileDescriptor::open(path, O_WRONLY | O_CREAT | O_EXCL, mode).release();
 }
 ssize_t WriteSteps::write(int file, const char* bytes, std::size_t size) {
     return ::write(file, bytes, size);
@@ -113,9 +117,11 @@ Result writeAtomically(const std::string& path, std::string_view bytes, std::opt
 
 Result writeAtomically(const std::string& path, std::string_view bytes, std::optional<mode_t> mode,
                        WriteSteps& steps) {
-    const NewFile file = createBeside(path, steps);
+    constexpr mode_t anyFilesMode = 0666;
+    const auto wanted = wantedMode(path, mode);
+    const NewFile file = createBeside(path, wanted.value_or(anyFilesMode), steps);
     if (file.number < 0) return failure(path, errno);
-    int error = setMode(file.number, mode, path, steps);
+    int error = setMode(file.number, wanted, mode.has_value(), steps);
     error = fill(file.number, bytes, error, steps);
     if (error == 0 && steps.rename(file.path, path) != 0) error = errno;
     if (error != 0) {

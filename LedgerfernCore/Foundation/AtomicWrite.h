@@ -24,7 +24,7 @@ Result writeAtomically(const std::string& path, std::string_view bytes,
 class WriteSteps {
 public:
     virtual ~WriteSteps() = default;
-    virtual int create(const std::string& path);
+    virtual int create(const std::string& path, mode_t mode);
     virtual ssize_t write(int file, const char* bytes, std::size_t size);
     virtual int setMode(int file, mode_t mode);
     virtual int sync(int file);

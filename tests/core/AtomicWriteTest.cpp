@@ -82,8 +82,17 @@ TEST_F(AtomicWriteTest, failsWithoutThePermissionsThatAreAskedFor) {
               "can't write “" + path("file") + "”: Operation not permitted");
     EXPECT_EQ(read("file"), oldBytes);
     EXPECT_EQ(names(), onlyTheFile);
-    StepsWithAnEvent without(setMode, [] { return fail(EPERM); });
-    EXPECT_TRUE(writeAtomically(path("file"), newBytes, std::nullopt, without));
+}
+
+TEST_F(AtomicWriteTest, givesNoMorePermissionsWhereTheyCantBeSet) {
+    constexpr int setMode = 2;
+    write("file", oldBytes);
+    std::filesystem::permissions(path("file"),
+                                 std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
+    StepsWithAnEvent unable(setMode, [] { return fail(EPERM); });
+    EXPECT_TRUE(writeAtomically(path("file"), newBytes, std::nullopt, unable));
+    EXPECT_EQ(read("file"), newBytes);
+    EXPECT_EQ(static_cast<unsigned>(std::filesystem::status(path("file")).permissions()), 0600u);
 }
 
 TEST_F(AtomicWriteTest, namesTheFileWhereTheFolderIsMissing) {
@@ -110,9 +119,9 @@ TEST_F(AtomicWriteTest, passesOverTheRemainsOfAWriterThatDied) {
     };
     struct Steps : WriteSteps {
         std::string created;
-        int create(const std::string& name) override {
+        int create(const std::string& name, mode_t mode) override {
             created = name;
-            return WriteSteps::create(name);
+            return WriteSteps::create(name, mode);
         }
     } steps;
     ASSERT_TRUE(writeAtomically(path("file"), "1", std::nullopt, steps));

@@ -15,7 +15,9 @@ class StepsWithAnEvent : public WriteSteps {
 public:
     StepsWithAnEvent(int at, std::function<int()> event) : at_(at), event_(std::move(event)) {}
 
-    int create(const std::string& name) override { return isNow() ? event_() : WriteSteps::create(name); }
+    int create(const std::string& name, mode_t mode) override {
+        return isNow() ? event_() : WriteSteps::create(name, mode);
+    }
     ssize_t write(int file, const char* bytes, std::size_t size) override {
         return isNow() ? event_() : WriteSteps::write(file, bytes, std::min<std::size_t>(size, 40'000));
     }

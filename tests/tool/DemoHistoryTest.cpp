@@ -29,14 +29,14 @@ struct Sample {
 class DemoHistoryTest : public testing::Test {
 protected:
     static void SetUpTestSuite() {
-        home_ = std::make_unique<MadeUpHome>(std::vector<std::string>{"--sessions", "40"});
+        madeUpHome = std::make_unique<MadeUpHome>(std::vector<std::string>{"--sessions", "40"});
     }
-    static void TearDownTestSuite() { home_.reset(); }
+    static void TearDownTestSuite() { madeUpHome.reset(); }
 
     static std::string database() {
-        return home_->path("Library/Application Support/Ledgerfern/snapshots.sqlite");
+        return madeUpHome->path("Library/Application Support/Ledgerfern/snapshots.sqlite");
     }
-    static const SessionList& sessions() { return home_->snapshot.sessions; }
+    static const SessionList& sessions() { return madeUpHome->snapshot.sessions; }
 
     template <class Row>
     static std::vector<Row> rows(const std::string& query, const std::function<Row(SqliteStatement&)>& read) {
@@ -73,7 +73,7 @@ protected:
     }
 
 private:
-    static inline std::unique_ptr<MadeUpHome> home_;
+    static inline std::unique_ptr<MadeUpHome> madeUpHome;
 };
 
 double costOf(const SessionList& sessions, Instant from, Instant to) {

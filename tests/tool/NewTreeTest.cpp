@@ -22,7 +22,9 @@ class FailingSteps : public TreeSteps {
 public:
     explicit FailingSteps(int at) : at_(at) {}
 
-    int create(const std::string& path) override { return isNow() ? fail() : TreeSteps::create(path); }
+    int create(const std::string& path, mode_t mode) override {
+        return isNow() ? fail() : TreeSteps::create(path, mode);
+    }
     ssize_t write(int file, const char* bytes, std::size_t size) override {
         return isNow() ? fail() : TreeSteps::write(file, bytes, std::min<std::size_t>(size, 7));
     }
