@@ -22,9 +22,11 @@ show() {
 processors() { getconf _NPROCESSORS_ONLN; }
 
 # Configures a preset, unless that has been done since the presets were last changed: configure PRESET [OPTION...]
+# The compilers that presets name are Debian's; macOS has but one, unless an option says otherwise.
 configure() {
     local preset=$1
     shift
+    if [ "$(uname)" = Darwin ] && [ $# -eq 0 ]; then set -- -DCMAKE_CXX_COMPILER=c++; fi
     [ "$root/build/$preset/build.ninja" -nt "$root/CMakePresets.json" ] ||
         (cd "$root" && show cmake --preset "$preset" "$@")
 }

@@ -146,7 +146,8 @@ void AppState::fetchFullResult(const std::string& path) {
 void AppState::answerFullResult(const std::string& path) {
     const auto known = fullResultCache_.find(path);
     const SessionPointer result = known == fullResultCache_.end() ? nullptr : known->second;
-    for (const FullResultAnswer& answer : std::exchange(awaitedResults_[path], {}))
+    const auto awaited = awaitedResults_.extract(path);
+    for (const FullResultAnswer& answer : awaited.mapped())
         answer(result);
 }
 

@@ -19,17 +19,25 @@ using Step = SqliteStatement::Step;
 constexpr const char* journal = "PRAGMA journal_mode=WAL";
 constexpr const char* flushing = "PRAGMA synchronous=NORMAL";
 constexpr const char* createSnapshots =
-    "CREATE TABLE IF NOT EXISTS snapshots(\n    ts REAL PRIMARY KEY,\n    used_percent REAL,\n    resets_at "
-    "INTEGER,\n    local_7d_total REAL,\n    plan TEXT,\n    daily_cost_usd REAL\n);";
+    "CREATE TABLE IF NOT EXISTS snapshots(\n"
+    "    ts REAL PRIMARY KEY,\n"
+    "    used_percent REAL,\n"
+    "    resets_at INTEGER,\n"
+    "    local_7d_total REAL,\n"
+    "    plan TEXT,\n"
+    "    daily_cost_usd REAL\n"
+    ");";
 constexpr const char* createSamples =
-    "CREATE TABLE IF NOT EXISTS claude_samples(\n    ts REAL PRIMARY KEY,\n    seven_day REAL,\n    "
-    "five_hour "
-    "REAL\n);";
+    "CREATE TABLE IF NOT EXISTS claude_samples(\n"
+    "    ts REAL PRIMARY KEY,\n"
+    "    seven_day REAL,\n"
+    "    five_hour REAL\n"
+    ");";
 /// Fails wherever the column is there, which is nearly always.
 constexpr const char* addCost = "ALTER TABLE snapshots ADD COLUMN daily_cost_usd REAL;";
 
-constexpr double dailyInterval =
-    72'000;  // seconds: twenty hours, so that a day's row doesn't move on with each day
+// Seconds. Twenty hours, so that a day's row doesn't move on with each day.
+constexpr double dailyInterval = 72'000;
 constexpr double sampleInterval = 3'600;
 constexpr double secondsPerDay = 86'400;
 

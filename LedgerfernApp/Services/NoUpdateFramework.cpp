@@ -1,6 +1,6 @@
 #include "Services/UpdateFramework.h"
 
-// For a build without the framework, in place of UpdateFramework.mm.
+// For a platform or a build without a framework: the program is updated by whatever installed it.
 
 namespace ledgerfern {
 
@@ -14,8 +14,8 @@ public:
 
 }  // namespace
 
-std::unique_ptr<UpdateFramework> platformUpdateFramework(bool /*startsUpdater*/,
-                                                         std::function<void()> /*onAlert*/) {
+// NOLINTNEXTLINE(performance-unnecessary-value-param): a framework keeps it
+std::unique_ptr<UpdateFramework> platformUpdateFramework(bool, std::function<void()>) {
     return std::make_unique<NoUpdateFramework>();
 }
 

@@ -1,0 +1,13 @@
+#include <filesystem>
+#include <system_error>
+
+#include "Services/UpdateFramework.h"
+
+namespace ledgerfern {
+
+std::string executablePath() {
+    std::error_code error;
+    return std::filesystem::read_symlink("/proc/self/exe", error);
+}
+
+}  // namespace ledgerfern
