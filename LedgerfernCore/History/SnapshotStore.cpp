@@ -1,7 +1,7 @@
 #include "History/SnapshotStore.h"
 
 #include <algorithm>
-#include <chrono>
+#include <cmath>
 #include <filesystem>
 #include <system_error>
 #include <utility>
@@ -41,9 +41,6 @@ constexpr double dailyInterval = 72'000;
 constexpr double sampleInterval = 3'600;
 constexpr double secondsPerDay = 86'400;
 
-/// The application's main thread doesn't wait longer for another program that has the database open.
-constexpr std::chrono::milliseconds patience{100};
-
 std::string defaultPath() {
     return supportDirectory() + "/snapshots.sqlite";
 }
@@ -62,7 +59,6 @@ SnapshotStore::SnapshotStore(const std::optional<std::string>& path) : path_(pat
     std::filesystem::create_directories(std::filesystem::path(path_).parent_path(), ignored);
     db_ = SqliteDatabase::open(path_);
     if (!db_) return;
-    db_->setPatience(patience);
     for (const char* statement : {journal, flushing, createSnapshots, createSamples, addCost})
         db_->execute(statement);
 }
@@ -83,12 +79,14 @@ bool SnapshotStore::backfill(std::span<const Reading> readings) {
         isComplete = statement->step() == Step::done && isComplete;
     }
     statement.reset();
-    return db_->execute("COMMIT") && isComplete;
+    if (db_->execute("COMMIT")) return isComplete;
+    db_->execute("ROLLBACK");  // a transaction that stays open would swallow what is written after it
+    return false;
 }
 
 void SnapshotStore::recordDailyIfDue(const DailyRow& row) {
     if (!db_) return;
-    const auto newest = newestTime("SELECT MAX(ts) FROM snapshots;");
+    const auto newest = newestTime("SELECT MAX(ts) FROM snapshots WHERE ts BETWEEN ?1 AND ?2;");
     if (newest && row.ts - *newest < dailyInterval) return;
     auto statement = db_->prepare(
         "INSERT OR REPLACE INTO snapshots(ts, used_percent, resets_at, local_7d_total, plan, daily_cost_usd) "
@@ -105,7 +103,8 @@ void SnapshotStore::recordDailyIfDue(const DailyRow& row) {
 
 void SnapshotStore::recordClaudeIfDue(double sevenDay, std::optional<double> fiveHour, Instant now) {
     if (!db_) return;
-    const double newest = newestTime("SELECT MAX(ts) FROM claude_samples;").value_or(0);
+    const double newest =
+        newestTime("SELECT MAX(ts) FROM claude_samples WHERE ts BETWEEN ?1 AND ?2;").value_or(0);
     if (!(now - newest >= sampleInterval)) return;
     auto statement =
         db_->prepare("INSERT OR REPLACE INTO claude_samples(ts, seven_day, five_hour) VALUES(?,?,?);");
@@ -117,29 +116,32 @@ void SnapshotStore::recordClaudeIfDue(double sevenDay, std::optional<double> fiv
 }
 
 std::vector<SnapshotStore::Point> SnapshotStore::recent(std::int64_t limit) {
-    return newest("SELECT ts, used_percent FROM snapshots ORDER BY ts DESC LIMIT ?;", limit);
+    return newest(
+        "SELECT ts, used_percent FROM snapshots WHERE ts BETWEEN ?1 AND ?2 ORDER BY ts DESC LIMIT ?3;",
+        limit);
 }
 
 std::vector<SnapshotStore::Point> SnapshotStore::recentClaude(std::int64_t days, Instant now) {
-    if (!db_) return {};
-    auto statement = db_->prepare("SELECT ts, seven_day FROM claude_samples WHERE ts >= ? ORDER BY ts;");
+    auto statement = query(
+        "SELECT ts, seven_day FROM claude_samples WHERE ts BETWEEN ?1 AND ?2 AND ts >= ?3 ORDER BY ts;");
     if (!statement) return {};
-    statement->bindDouble(1, now - static_cast<double>(days) * secondsPerDay);
+    statement->bindDouble(3, now - static_cast<double>(days) * secondsPerDay);
     return points(std::move(*statement));
 }
 
 std::vector<SnapshotStore::Point> SnapshotStore::recentDailyCost(std::int64_t limit) {
     auto costs = newest(
-        "SELECT ts, daily_cost_usd FROM snapshots WHERE daily_cost_usd IS NOT NULL ORDER BY ts DESC LIMIT ?;",
+        "SELECT ts, daily_cost_usd FROM snapshots WHERE ts BETWEEN ?1 AND ?2 AND daily_cost_usd IS NOT NULL "
+        "ORDER BY ts DESC LIMIT ?3;",
         limit);
     std::erase_if(costs, [](const Point& point) { return !(point.value > 0); });
     return costs;
 }
 
 std::optional<std::int64_t> SnapshotStore::estimatedWeeklyBudgetTokens() {
-    if (!db_) return std::nullopt;
-    auto statement =
-        db_->prepare("SELECT used_percent, local_7d_total FROM snapshots ORDER BY ts DESC LIMIT 2;");
+    auto statement = query(
+        "SELECT used_percent, local_7d_total FROM snapshots WHERE ts BETWEEN ?1 AND ?2 ORDER BY ts DESC "
+        "LIMIT 2;");
     if (!statement) return std::nullopt;
     std::vector<BudgetMath::Reading> rows;
     while (statement->step() == Step::row) {
@@ -149,11 +151,20 @@ std::optional<std::int64_t> SnapshotStore::estimatedWeeklyBudgetTokens() {
     return BudgetMath::estimateWeeklyBudget(rows);
 }
 
-std::vector<SnapshotStore::Point> SnapshotStore::newest(const char* query, std::int64_t limit) {
-    if (!db_) return {};
-    auto statement = db_->prepare(query);
+/// Passes over what can't be ours: the first two parameters are the first and the last time of the calendar.
+/// SQLite takes every number for less than any text.
+std::optional<SqliteStatement> SnapshotStore::query(const char* text) {
+    auto statement = db_ ? db_->prepare(text) : std::nullopt;
+    if (!statement) return std::nullopt;
+    statement->bindDouble(1, TSDate::calendarStart);
+    statement->bindDouble(2, std::nextafter(TSDate::calendarEnd, 0.0));
+    return statement;
+}
+
+std::vector<SnapshotStore::Point> SnapshotStore::newest(const char* text, std::int64_t limit) {
+    auto statement = query(text);
     if (!statement) return {};
-    statement->bindInteger(1, limit);
+    statement->bindInteger(3, limit);
     auto rows = points(std::move(*statement));
     std::reverse(rows.begin(), rows.end());
     return rows;
@@ -162,14 +173,14 @@ std::vector<SnapshotStore::Point> SnapshotStore::newest(const char* query, std::
 std::vector<SnapshotStore::Point> SnapshotStore::points(SqliteStatement statement) {
     std::vector<Point> result;
     while (statement.step() == Step::row) {
-        const Point point{statement.real(0).value_or(0), statement.real(1).value_or(0)};
-        if (TSDate::isWithinCalendar(point.ts)) result.push_back(point);
+        const double ts = statement.real(0).value_or(0);
+        result.push_back({ts, statement.real(1).value_or(0)});
     }
     return result;
 }
 
-std::optional<double> SnapshotStore::newestTime(const char* query) {
-    auto statement = db_->prepare(query);
+std::optional<double> SnapshotStore::newestTime(const char* text) {
+    auto statement = query(text);
     if (!statement || statement->step() != Step::row) return std::nullopt;
     return statement->real(0);
 }

@@ -16,8 +16,8 @@ namespace ledgerfern {
 /// most a row an hour for Claude.
 ///
 /// Nothing of it fails outward: without a database, or where a statement can't be run, readings are empty and
-/// nothing is written. Rows that can't be ours, with a time outside the years 1 to 9999, are passed over. One
-/// thread at a time.
+/// nothing is written; a database that another program is writing to isn't waited for. Rows that can't be
+/// ours, with a time outside the years 1 to 9999, are passed over. One thread at a time.
 class SnapshotStore {
 public:
     struct Point {
@@ -68,8 +68,9 @@ public:
 
 private:
     std::vector<Point> points(SqliteStatement statement);
-    std::vector<Point> newest(const char* query, std::int64_t limit);
-    std::optional<double> newestTime(const char* query);
+    std::optional<SqliteStatement> query(const char* text);
+    std::vector<Point> newest(const char* text, std::int64_t limit);
+    std::optional<double> newestTime(const char* text);
 
     std::string path_;
     std::optional<SqliteDatabase> db_;

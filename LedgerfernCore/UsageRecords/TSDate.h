@@ -21,9 +21,13 @@ namespace ledgerfern::TSDate {
 /// and a "-" offset doesn't. An instant outside the years 1 to 9999 is absent.
 std::optional<Instant> parse(std::optional<std::string_view> text);
 
-/// True for the instants of the years 1 to 9999, in UTC.
+/// The years 1 to 9999, in UTC, are the instants from `calendarStart` up to `calendarEnd`, which isn't one of
+/// them.
+inline constexpr Instant calendarStart = -62135596800.0;
+inline constexpr Instant calendarEnd = 253402300800.0;
+
 constexpr bool isWithinCalendar(Instant instant) {
-    return instant >= -62135596800.0 && instant < 253402300800.0;
+    return instant >= calendarStart && instant < calendarEnd;
 }
 
 /// "2026-03-01 10:20 UTC"; seconds are dropped, not rounded.

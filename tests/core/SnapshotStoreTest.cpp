@@ -23,12 +23,17 @@ protected:
         auto db = SqliteDatabase::open(database());
         ASSERT_TRUE(db && db->execute(sql)) << sql;
     }
-    std::int64_t count(const std::string& table) const {
+    /// What a question is answered with, in its first row.
+    std::string answer(const std::string& sql) const {
         auto db = SqliteDatabase::open(database());
-        auto statement = db->prepare("SELECT COUNT(*) FROM " + table);
-        statement->step();
-        return statement->integer(0).value();
+        auto statement = db->prepare(sql);
+        return statement && statement->step() == SqliteStatement::Step::row
+                   ? std::string(statement->text(0).value_or("nothing"))
+                   : "no answer";
     }
+    std::string count(const std::string& table) const { return answer("SELECT COUNT(*) FROM " + table); }
+
+    const std::vector<SnapshotStore::Reading> later = {{now + 1, 1, std::nullopt}};
 };
 
 SnapshotStore::DailyRow row(Instant ts, double percent = 10, double tokens = 0, double cost = 1) {
@@ -58,11 +63,11 @@ TEST_F(SnapshotStoreTest, aDaysRowIsDueAfterTwentyHours) {
     SnapshotStore history = store();
     history.recordDailyIfDue(row(now));
     history.recordDailyIfDue(row(now + 71'999.9));
-    EXPECT_EQ(count("snapshots"), 1);
+    EXPECT_EQ(count("snapshots"), "1");
     history.recordDailyIfDue(row(now + 72'000));
-    EXPECT_EQ(count("snapshots"), 2);
+    EXPECT_EQ(count("snapshots"), "2");
     history.recordDailyIfDue(row(now - 86400));
-    EXPECT_EQ(count("snapshots"), 2);
+    EXPECT_EQ(count("snapshots"), "2");
 }
 
 TEST_F(SnapshotStoreTest, aRowHoldsAllThatIsGiven) {
@@ -93,12 +98,29 @@ TEST_F(SnapshotStoreTest, readingsOfLogsFillUpWhatIsMissing) {
     EXPECT_TRUE(history.backfill({}));
 }
 
+TEST_F(SnapshotStoreTest, aReadingOfALogHasNoMoreThanTheLimit) {
+    SnapshotStore history = store();
+    ASSERT_TRUE(history.backfill(std::vector<SnapshotStore::Reading>{{1, 20, 1'800'000'000}, {2, 30, {}}}));
+    EXPECT_EQ(answer("SELECT group_concat(printf('%g %g %s %s %s %s', ts, used_percent, "
+                     "ifnull(resets_at, 'NULL'), ifnull(local_7d_total, 'NULL'), ifnull(plan, 'NULL'), "
+                     "ifnull(daily_cost_usd, 'NULL')), '; ') FROM snapshots"),
+              "1 20 1800000000 NULL NULL NULL; 2 30 NULL NULL NULL NULL");
+}
+
+TEST_F(SnapshotStoreTest, aReadingOfALogIsTheNewestRowToo) {
+    SnapshotStore history = store();
+    ASSERT_TRUE(history.backfill(std::vector<SnapshotStore::Reading>{{now - 60, 20, {}}}));
+    history.recordDailyIfDue(row(now));
+    EXPECT_EQ(history.recent(90), (Points{{now - 60, 20}}));
+}
+
 TEST_F(SnapshotStoreTest, claudeIsSampledOnceAnHour) {
     SnapshotStore history = store();
     history.recordClaudeIfDue(10, 5.0, now);
     history.recordClaudeIfDue(11, std::nullopt, now + 3599.9);
     history.recordClaudeIfDue(12, std::nullopt, now + 3600);
     EXPECT_EQ(history.recentClaude(90, now + 3600), (Points{{now, 10}, {now + 3600, 12}}));
+    EXPECT_EQ(answer("SELECT group_concat(ifnull(five_hour, 'NULL')) FROM claude_samples"), "5.0,NULL");
 }
 
 TEST_F(SnapshotStoreTest, samplesAreCountedByDays) {
@@ -194,7 +216,7 @@ TEST_F(SnapshotStoreTest, isWholeWhicheverStepFails) {
             EXPECT_EQ(store().recent(90),
                       (Points{{now - 300'000, 1}, {now - 250'000, 2}, {now - 200'000, 5}, {now, 9}}));
             EXPECT_EQ(store().recentClaude(90, now), (Points{{now, 10}}));
-            run("PRAGMA integrity_check");
+            EXPECT_EQ(answer("PRAGMA integrity_check"), "ok");
         }
         EXPECT_GT(step, 10) << "the steps weren't seen";
     }
@@ -202,11 +224,32 @@ TEST_F(SnapshotStoreTest, isWholeWhicheverStepFails) {
 
 TEST_F(SnapshotStoreTest, rowsThatCannotBeOursArePassedOver) {
     SnapshotStore history = store();
-    run("INSERT INTO snapshots(ts, used_percent) VALUES(1e300, 1), (-1e12, 2), (5, NULL)");
-    EXPECT_EQ(history.recent(90), (Points{{5, 0}}));
-    run("INSERT INTO snapshots(ts, used_percent, local_7d_total) VALUES(1e301, 1e300, 1e308), (1e302, 2e300, "
-        "9e307)");
+    run("INSERT INTO snapshots(ts, used_percent, local_7d_total, daily_cost_usd) "
+        "VALUES(1e300, 1, 9, 9), ('x', 1, 9, 9), (253402300800, 1, 9, 9), (-62135596801, 1, 9, 9)");
+    run("INSERT INTO claude_samples VALUES(1e300, 1, NULL), ('x', 1, NULL)");
+    run("INSERT INTO snapshots(ts, used_percent, local_7d_total) VALUES(5, NULL, 7)");
+    EXPECT_EQ(history.recent(1), (Points{{5, 0}}));
+    EXPECT_EQ(history.recentDailyCost(90), Points());
     EXPECT_EQ(history.estimatedWeeklyBudgetTokens(), std::nullopt);
+    for (int i = 0; i < 2; ++i) {
+        history.recordDailyIfDue(row(now, 10, 1'000'007));
+        history.recordClaudeIfDue(12, std::nullopt, now);
+    }
+    EXPECT_EQ(history.recent(90), (Points{{5, 0}, {now, 10}}));
+    EXPECT_EQ(history.recentClaude(90, now), (Points{{now, 12}}));
+    EXPECT_EQ(history.estimatedWeeklyBudgetTokens(), 10'000'000);
+    history.recordDailyIfDue(row(now + 71'999));
+    history.recordClaudeIfDue(13, std::nullopt, now + 3'599);
+    EXPECT_EQ(count("snapshots"), "6");
+    EXPECT_EQ(count("claude_samples"), "3");
+}
+
+TEST_F(SnapshotStoreTest, anEstimateThatNoIntegerHoldsIsNone) {
+    SnapshotStore history = store();
+    run("INSERT INTO snapshots(ts, used_percent, local_7d_total) VALUES(1, 0, 0), (2, 1, 1e300)");
+    EXPECT_EQ(history.estimatedWeeklyBudgetTokens(), std::nullopt);
+    run("UPDATE snapshots SET local_7d_total = 1e15 WHERE ts = 2");
+    EXPECT_EQ(history.estimatedWeeklyBudgetTokens(), 100'000'000'000'000'000);
 }
 
 TEST_F(SnapshotStoreTest, withoutADatabaseThereIsNothingAndNothingFails) {
@@ -230,17 +273,56 @@ TEST_F(SnapshotStoreTest, aFileThatIsNoDatabaseIsAnEmptyStore) {
     EXPECT_EQ(read("support/snapshots.sqlite"), std::string(5000, 'x'));
 }
 
-TEST_F(SnapshotStoreTest, aLockedDatabaseIsNotWaitedForLong) {
+TEST_F(SnapshotStoreTest, aLockedDatabaseIsTriedAgain) {
     SnapshotStore history = store();
     history.recordDailyIfDue(row(now, 7));
     auto other = SqliteDatabase::open(database());
     ASSERT_TRUE(other->execute("BEGIN IMMEDIATE"));
-    EXPECT_FALSE(history.backfill(std::vector<SnapshotStore::Reading>{{now + 1, 1, std::nullopt}}));
+    EXPECT_FALSE(history.backfill(later));
     history.recordDailyIfDue(row(now + 90'000, 8));
     EXPECT_EQ(history.recent(90), (Points{{now, 7}}));
     ASSERT_TRUE(other->execute("ROLLBACK"));
-    EXPECT_TRUE(history.backfill(std::vector<SnapshotStore::Reading>{{now + 1, 1, std::nullopt}}));
+    EXPECT_TRUE(history.backfill(later));
     EXPECT_EQ(history.recent(90).size(), 2u);
+}
+
+/// Whoever reads a database without a write-ahead log holds up the end of a transaction, not its beginning.
+TEST_F(SnapshotStoreTest, aReaderHoldsNothingUpForGood) {
+    store();
+    ASSERT_EQ(answer("PRAGMA journal_mode=DELETE"), "delete");
+    auto reader = SqliteDatabase::open(database());
+    ASSERT_TRUE(reader->execute("BEGIN"));
+    ASSERT_TRUE(reader->execute("SELECT * FROM snapshots"));
+    SnapshotStore history = store();
+    EXPECT_FALSE(history.backfill(later));
+    ASSERT_TRUE(reader->execute("COMMIT"));
+    EXPECT_TRUE(history.backfill(later));
+    EXPECT_EQ(count("snapshots"), "1");
+}
+
+TEST_F(SnapshotStoreTest, whatCanOnlyBeReadIsRead) {
+    store().recordDailyIfDue(row(now, 7));
+    ASSERT_EQ(answer("PRAGMA journal_mode=DELETE"), "delete");
+    std::string bytes = read("support/snapshots.sqlite");
+    bytes[18] = 3;  // a version of writing that SQLite doesn't know
+    write("support/snapshots.sqlite", bytes);
+    SnapshotStore history = store();
+    EXPECT_FALSE(history.backfill(later));
+    history.recordDailyIfDue(row(now + 90'000, 8));
+    history.recordClaudeIfDue(1, 2.0, now);
+    EXPECT_EQ(history.recent(90), (Points{{now, 7}}));
+    EXPECT_EQ(read("support/snapshots.sqlite"), bytes);
+}
+
+TEST_F(SnapshotStoreTest, aDatabaseThatIsRemovedMeanwhileDoesNoHarm) {
+    SnapshotStore history = store();
+    history.recordDailyIfDue(row(now, 7));
+    std::filesystem::remove_all(path("support"));
+    history.backfill(later);
+    history.recordDailyIfDue(row(now + 90'000, 8));
+    history.recordClaudeIfDue(1, 2.0, now);
+    EXPECT_GE(history.recent(90).size(), 1u);
+    EXPECT_EQ(store().recent(90), Points());
 }
 
 }  // namespace
