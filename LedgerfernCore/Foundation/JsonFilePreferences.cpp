@@ -70,6 +70,7 @@ std::optional<std::vector<std::string>> decodedStrings(const Json& value) {
 struct Content {
     Json object = Json::object();
     bool isDamaged = false;
+    bool isReadable = true;
 };
 
 bool isFree(const fs::path& name) {
@@ -79,10 +80,13 @@ bool isFree(const fs::path& name) {
 
 Content readContent(const fs::path& file) {
     if (isFree(file)) return {};
-    const auto text = readWholeFile(file.string());
-    Json object = text ? Json::parse(*text, nullptr, false) : Json();
-    if (!object.is_object()) return {Json::object(), true};
-    return {std::move(object), false};
+    std::error_code error;
+    const bool isFolder = fs::is_directory(file, error);
+    const auto text = isFolder ? std::string() : readWholeFile(file.string());
+    if (!text) return {.isReadable = false};
+    Json object = Json::parse(*text, nullptr, false);
+    if (!object.is_object()) return {.isDamaged = true};
+    return {.object = std::move(object)};
 }
 
 Json valueOf(const Json& object, std::string_view key) {
@@ -90,21 +94,31 @@ Json valueOf(const Json& object, std::string_view key) {
     return entry == object.end() ? Json() : *entry;
 }
 
-/// Gives a file a name that is free. False where that fails.
-bool keepAside(const fs::path& file) {
+/// Gives a file a name that is free, and returns that; absent where it fails.
+std::optional<fs::path> keepAside(const fs::path& file) {
     constexpr int mostNames = 1000;
     for (int n = 1; n <= mostNames; ++n) {
         const fs::path aside = file.string() + ".damaged" + (n == 1 ? "" : "-" + std::to_string(n));
         if (!isFree(aside)) continue;
         std::error_code error;
         fs::rename(file, aside, error);
-        return !error;
+        return error ? std::nullopt : std::optional(aside);
     }
+    return std::nullopt;
+}
+
+bool replaceDamaged(const fs::path& file, const std::string& text) {
+    const auto aside = keepAside(file);
+    if (!aside) return false;
+    if (writeAtomically(file.string(), text)) return true;
+    std::error_code ignored;
+    fs::rename(*aside, file, ignored);
     return false;
 }
 
 bool store(const fs::path& file, std::string_view key, Json value) {
     Content content = readContent(file);
+    if (!content.isReadable) return false;
     content.object[std::string(key)] = std::move(value);
     std::string text;
     try {
@@ -114,7 +128,7 @@ bool store(const fs::path& file, std::string_view key, Json value) {
     }
     std::error_code error;
     fs::create_directories(file.parent_path(), error);
-    if (content.isDamaged && !keepAside(file)) return false;
+    if (content.isDamaged) return replaceDamaged(file, text);
     return static_cast<bool>(writeAtomically(file.string(), text));
 }
 

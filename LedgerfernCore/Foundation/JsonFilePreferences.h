@@ -12,7 +12,8 @@ namespace ledgerfern {
 /// The file is an object. Bytes are a string where they are UTF-8, otherwise `{"hex": "00ff"}`; arrays of
 /// strings are such. Each reading goes to the file, and each writing reads it first, so that keys of other
 /// versions and edits by hand are kept. It is replaced whole or not at all. A file that is damaged counts as
-/// empty, and is kept as "<name>.damaged", "<name>.damaged-2" and so on when the first key is written.
+/// empty, and is kept as "<name>.damaged", "<name>.damaged-2" and so on when the first key is written. One
+/// that can't be read isn't written either.
 class JsonFilePreferences : public PreferencesStore {
 public:
     /// Neither the file nor its folder need be there: writing makes them.

@@ -1,14 +1,18 @@
 #include "Foundation/JsonFilePreferences.h"
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <csignal>
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
 #include <nlohmann/json.hpp>
 #include <thread>
+
+#include "Foundation/Check.h"
 
 namespace ledgerfern {
 namespace {
@@ -46,6 +50,26 @@ public:
 };
 
 using Strings = std::vector<std::string>;
+
+/// While this lives, no file of this process grows beyond so many bytes.
+class SmallFiles {
+public:
+    explicit SmallFiles(rlim_t bytes) : handler_(std::signal(SIGXFSZ, SIG_IGN)) {
+        check(::getrlimit(RLIMIT_FSIZE, &before_) == 0, "limits can't be read");
+        const rlimit small{bytes, before_.rlim_max};
+        check(::setrlimit(RLIMIT_FSIZE, &small) == 0, "limits can't be set");
+    }
+    ~SmallFiles() {
+        ::setrlimit(RLIMIT_FSIZE, &before_);
+        std::signal(SIGXFSZ, handler_);
+    }
+    SmallFiles(const SmallFiles&) = delete;
+    SmallFiles& operator=(const SmallFiles&) = delete;
+
+private:
+    rlimit before_{};
+    void (*handler_)(int);
+};
 
 TEST_F(JsonFilePreferencesTest, readsNothingWhereThereIsNoFileAndMakesNone) {
     const JsonFilePreferences preferences(file);
@@ -155,6 +179,28 @@ TEST_F(JsonFilePreferencesTest, changesNothingWhereItCannotWrite) {
     EXPECT_FALSE(preferences.setBytes("a", "1"));
     EXPECT_EQ(preferences.bytes("a"), std::nullopt);
     EXPECT_EQ(contentOf(home / "support"), "a file where the folder should be");
+}
+
+TEST_F(JsonFilePreferencesTest, leavesADamagedFileWhereItIsIfItsSuccessorCanNotBeWritten) {
+    write("x");
+    JsonFilePreferences preferences(file);
+    {
+        const SmallFiles few(4);
+        EXPECT_FALSE(preferences.setBytes("a", "1"));
+    }
+    EXPECT_EQ(contentOf(file), "x");
+    EXPECT_EQ(names(), (Strings{"preferences.json"}));
+    EXPECT_TRUE(preferences.setBytes("a", "1"));
+}
+
+TEST_F(JsonFilePreferencesTest, leavesAFileAloneThatCanNotBeRead) {
+    fs::create_directories(file.parent_path());
+    fs::create_symlink(file, file);
+    JsonFilePreferences preferences(file);
+    EXPECT_EQ(preferences.bytes("a"), std::nullopt);
+    EXPECT_FALSE(preferences.setBytes("a", "1"));
+    EXPECT_EQ(fs::read_symlink(file), file);
+    EXPECT_EQ(names(), (Strings{"preferences.json"}));
 }
 
 TEST_F(JsonFilePreferencesTest, refusesStringsThatAreNoText) {
