@@ -11,11 +11,12 @@
 #include "Application/SingleInstance.h"
 #include "Application/StatusFront.h"
 #include "Application/ThreadWorkers.h"
+#include "Foundation/DelayedSignals.h"
 #include "Foundation/Locations.h"
 #include "Foundation/UserPreferences.h"
+#include "Services/ExecutablePath.h"
 #include "Services/NotificationCentre.h"
 #include "Services/StatusItem.h"
-#include "Services/UpdateFramework.h"
 #include "Services/UpdaterViewModel.h"
 
 namespace ledgerfern {
@@ -56,11 +57,11 @@ int runFirst(SingleInstance& instance, QtMainLoop& loop, ThreadWorkers& workers)
     return QApplication::exec();
 }
 
-/// Ends the process without waiting for a scan that takes long; nothing that it writes can be left half done.
+/// Ends the process without waiting for a scan that takes long: what it writes can't be left half done.
 [[noreturn]] void end(ThreadWorkers& workers, int status) {
     workers.waitUntilIdle(patience);
     std::fflush(nullptr);
-    std::_Exit(status);
+    endProcess(status);
 }
 
 int run(int& count, char** arguments) {

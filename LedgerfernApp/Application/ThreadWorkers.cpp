@@ -1,5 +1,6 @@
 #include "Application/ThreadWorkers.h"
 
+#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -12,13 +13,22 @@ void ThreadWorkers::start(WorkPriority priority, std::function<void()> work) {
         const std::lock_guard lock(running_->mutex);
         ++running_->count;
     }
-    std::thread([priority, running = running_, work = std::move(work)]() mutable {
-        setThreadPriority(priority);
-        work();
-        work = nullptr;  // what it holds ends before it counts as done
-        const std::lock_guard lock(running->mutex);
-        if (--running->count == 0) running->ended.notify_all();
-    }).detach();
+    const auto shared = std::make_shared<std::function<void()>>(std::move(work));
+    try {
+        std::thread([priority, running = running_, shared] {
+            setThreadPriority(priority);
+            run(*shared, *running);
+        }).detach();
+    } catch (const std::system_error&) {
+        run(*shared, *running_);  // late is better than never
+    }
+}
+
+void ThreadWorkers::run(std::function<void()>& work, Running& running) {
+    work();
+    work = nullptr;  // what it holds ends before it counts as done
+    const std::lock_guard lock(running.mutex);
+    if (--running.count == 0) running.ended.notify_all();
 }
 
 bool ThreadWorkers::waitUntilIdle(std::chrono::milliseconds patience) {

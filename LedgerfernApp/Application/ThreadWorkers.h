@@ -9,8 +9,8 @@
 
 namespace ledgerfern {
 
-/// Workers that are threads of the operating system, one for each piece of work. What still runs when this
-/// object ends runs on by itself.
+/// Workers that are threads of the operating system, one for each piece of work; where the system has none to
+/// spare, the thread that starts the work does it. What still runs when this object ends runs on by itself.
 class ThreadWorkers : public Workers {
 public:
     void start(WorkPriority priority, std::function<void()> work) override;
@@ -25,6 +25,8 @@ private:
         std::condition_variable ended;
         int count = 0;  // guarded by mutex
     };
+
+    static void run(std::function<void()>& work, Running& running);
 
     std::shared_ptr<Running> running_ = std::make_shared<Running>();
 };

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <string>
 
 namespace ledgerfern {
 
@@ -16,8 +17,8 @@ public:
     virtual bool unregisterItem() = 0;
 };
 
-/// The one of the platform.
-std::unique_ptr<LoginItemService> platformLoginItem();
+/// The one of the platform. `program` is the file to start, where the platform goes by files.
+std::unique_ptr<LoginItemService> platformLoginItem(std::string program);
 
 namespace LoginItem {
 

@@ -2,7 +2,6 @@
 
 #include <functional>
 #include <memory>
-#include <string>
 
 namespace ledgerfern {
 
@@ -21,8 +20,5 @@ public:
 /// The one of the platform, which looks for updates by itself if `startsUpdater`, and calls `onAlert` when it
 /// is about to tell the user of an update, from whatever thread.
 std::unique_ptr<UpdateFramework> platformUpdateFramework(bool startsUpdater, std::function<void()> onAlert);
-
-/// The file of the running program, links resolved; empty where that isn't known.
-std::string executablePath();
 
 }  // namespace ledgerfern

@@ -1,5 +1,6 @@
 #include "Services/WatchService.h"
 
+#include <system_error>
 #include <utility>
 
 namespace ledgerfern {
@@ -37,10 +38,12 @@ WatchService::~WatchService() {
 }
 
 void WatchService::start() {
-    if (paths_.empty())
-        progress_->settle();
-    else
+    if (paths_.empty()) return progress_->settle();
+    try {
         queue_ = std::thread([this] { watch(); });
+    } catch (const std::system_error&) {
+        progress_->settle();  // without a thread there are no events
+    }
 }
 
 void WatchService::watch() {

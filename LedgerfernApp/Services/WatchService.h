@@ -43,8 +43,8 @@ public:
     WatchService(const WatchService&) = delete;
     WatchService& operator=(const WatchService&) = delete;
 
-    /// Begins to watch, on a thread of its own. Without folders, or where the platform gives no events,
-    /// nothing is ever told, and nothing is said of that.
+    /// Begins to watch, on a thread of its own. Without folders, or where the platform gives no events
+    /// or no thread, nothing is ever told, and nothing is said of that.
     void start();
     std::shared_ptr<const Progress> progress() const { return progress_; }
 

@@ -5,8 +5,8 @@
 namespace ledgerfern {
 
 /// While one of these lives, the signals that ask the program to end (hang-up, interrupt, quit, terminate)
-/// wait for the thread that made it, and for threads that it starts meanwhile. For short work that must not
-/// be left half done.
+/// wait for the thread that made it, and for threads that it starts meanwhile; and so does `endProcess`. For
+/// short work that must not be left half done.
 class DelayedSignals {
 public:
     DelayedSignals();
@@ -14,11 +14,15 @@ public:
     DelayedSignals(const DelayedSignals&) = delete;
     DelayedSignals& operator=(const DelayedSignals&) = delete;
 
-    /// True where one of them waits that didn't before: longer work had better be given up.
+    /// True where `endProcess` waits, or a signal that didn't before: longer work had better be given up.
     bool areWaiting() const;
 
 private:
     sigset_t before_{};
 };
+
+/// Ends the process as it stands, without destructors and whatever its threads are at, but for those that
+/// have a `DelayedSignals`.
+[[noreturn]] void endProcess(int status);
 
 }  // namespace ledgerfern

@@ -2,6 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
+#include <latch>
+#include <thread>
+
 namespace ledgerfern {
 namespace {
 
@@ -51,6 +55,31 @@ TEST(DelayedSignals, leaveOtherSignalsAndTheMaskBeforeAsTheyWere) {
     }
     ::pthread_sigmask(SIG_SETMASK, nullptr, &mask);
     EXPECT_EQ(sigismember(&mask, SIGTERM), 0);
+}
+
+TEST(EndProcess, waitsForNothing) {
+    EXPECT_EXIT(endProcess(3), testing::ExitedWithCode(3), "");
+}
+
+TEST(EndProcess, waitsForWhatMustNotBeLeftHalfDone) {
+    EXPECT_EXIT(
+        {
+            std::latch isUnderWay{1};
+            std::thread([&] {
+                const DelayedSignals delayed;
+                EXPECT_FALSE(delayed.areWaiting());
+                isUnderWay.count_down();
+                while (!delayed.areWaiting())
+                    std::this_thread::yield();
+                {
+                    const DelayedSignals nested;
+                }
+                std::fputs("done", stderr);
+            }).detach();
+            isUnderWay.wait();
+            endProcess(3);
+        },
+        testing::ExitedWithCode(3), "^done$");
 }
 
 }  // namespace

@@ -1,7 +1,7 @@
+#include "Services/ExecutablePath.h"
+
 #include <filesystem>
 #include <system_error>
-
-#include "Services/UpdateFramework.h"
 
 namespace ledgerfern {
 

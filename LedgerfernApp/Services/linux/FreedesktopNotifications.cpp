@@ -43,9 +43,11 @@ QVariant result(const QDBusMessage& reply) {
     return reply.type() == QDBusMessage::ReplyMessage ? reply.arguments().value(0) : QVariant();
 }
 
+/// Whether nobody was there to answer, or nobody any more.
 bool isFromNobody(const QDBusMessage& reply) {
-    return reply.type() == QDBusMessage::ErrorMessage &&
-           QDBusError(reply).type() == QDBusError::ServiceUnknown;
+    if (reply.type() != QDBusMessage::ErrorMessage) return false;
+    const auto error = QDBusError(reply).type();
+    return error == QDBusError::ServiceUnknown || error == QDBusError::NoReply;
 }
 
 }  // namespace

@@ -1,12 +1,13 @@
 #include "Services/LoginItem.h"
 
-#include "Services/UpdateFramework.h"
+#include <utility>
+
 #include "Services/linux/AutostartEntry.h"
 
 namespace ledgerfern {
 
-std::unique_ptr<LoginItemService> platformLoginItem() {
-    return std::make_unique<AutostartEntry>(AutostartEntry::defaultFolder(), executablePath());
+std::unique_ptr<LoginItemService> platformLoginItem(std::string program) {
+    return std::make_unique<AutostartEntry>(AutostartEntry::defaultFolder(), std::move(program));
 }
 
 }  // namespace ledgerfern

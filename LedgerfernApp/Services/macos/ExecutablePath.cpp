@@ -1,10 +1,10 @@
+#include "Services/ExecutablePath.h"
+
 #include <mach-o/dyld.h>
 
 #include <cstdint>
 #include <filesystem>
 #include <system_error>
-
-#include "Services/UpdateFramework.h"
 
 namespace ledgerfern {
 

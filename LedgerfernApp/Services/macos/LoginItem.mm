@@ -18,7 +18,7 @@ private:
 
 }  // namespace
 
-std::unique_ptr<LoginItemService> platformLoginItem() {
+std::unique_ptr<LoginItemService> platformLoginItem(std::string /*program*/) {
     return std::make_unique<AppService>();
 }
 

@@ -5,7 +5,7 @@
 
 #include <algorithm>
 
-#include "Services/UpdateFramework.h"
+#include "Services/LoginItem.h"
 #include "core/FileFixture.h"
 
 namespace ledgerfern {
@@ -161,13 +161,13 @@ TEST_F(AutostartEntryTest, liesInTheConfigurationFolder) {
     }
 }
 
-TEST_F(AutostartEntryTest, thePlatformsStartsThisProgram) {
+TEST_F(AutostartEntryTest, thePlatformsStartsTheProgram) {
     const EnvironmentVariable chosen("XDG_CONFIG_HOME", path("config"));
-    const auto item = platformLoginItem();
+    const auto item = platformLoginItem(executable);
     EXPECT_FALSE(item->isEnabled());
     EXPECT_TRUE(item->registerItem());
     EXPECT_TRUE(item->isEnabled());
-    EXPECT_EQ(line("TryExec"), executablePath());
+    EXPECT_EQ(line("TryExec"), executable);
     EXPECT_TRUE(item->unregisterItem());
     EXPECT_FALSE(item->isEnabled());
 }

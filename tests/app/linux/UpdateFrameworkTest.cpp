@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
-
 namespace ledgerfern {
 namespace {
 
@@ -15,11 +13,6 @@ TEST(UpdateFramework, canNotCheckAndNeverAlerts) {
         framework->checkForUpdates();
     }
     EXPECT_EQ(alerts, 0);
-}
-
-TEST(UpdateFramework, knowsTheRunningProgramsFile) {
-    EXPECT_TRUE(executablePath().starts_with('/'));
-    EXPECT_TRUE(std::filesystem::equivalent(executablePath(), "/proc/self/exe"));
 }
 
 }  // namespace
