@@ -33,6 +33,7 @@ protected:
         while (events->wait(0) == Outcome::event) {
         }
     }
+    /// What has happened so far is told at once, but for a slow look's.
     bool isQuiet() const { return events->wait(0.05) == Outcome::timeout; }
     void append(const std::string& name, const std::string& bytes) const {
         std::ofstream(path(name), std::ios::binary | std::ios::app) << bytes;

@@ -122,6 +122,18 @@ TEST_F(NotificationPosting, showsTheNewestWhereTheServiceEndsWithoutAnAnswer) {
     EXPECT_THAT(daemon->seen(), ElementsAre(Pair("52%", 0)));
 }
 
+TEST_F(NotificationPosting, isShownByTheNextServiceWhereOneEndsWithoutAnAnswer) {
+    startDaemon();
+    postAndSettle("50%");
+    daemon->answersAtOnce = false;
+    post("51%");
+    ASSERT_TRUE(hasSeen(2));
+    daemon.reset();
+    startDaemon();
+    ASSERT_TRUE(hasSeen(1));
+    EXPECT_THAT(daemon->seen(), ElementsAre(Pair("51%", 0)));
+}
+
 TEST_F(NotificationPosting, isLostWithoutAServiceAndDoesNoHarm) {
     post("50%");
     takeInAnswers();
@@ -150,7 +162,12 @@ TEST_F(NotificationPosting, bearsAServiceThatCanNotBeStarted) {
     useBus(privateBus.address());
     post("50%");
     post("51%");
-    EXPECT_TRUE(fetched());
+    EXPECT_EQ(fetched(), Authorization::authorized);
+    daemon = std::make_unique<FakeNotificationDaemon>(newConnection(privateBus.address()));
+    ASSERT_TRUE(daemon->isRunning());
+    post("52%");
+    EXPECT_TRUE(
+        eventually([&] { return daemon->seen().size() > 0 && daemon->seen().back().first == "52%"; }));
 }
 
 TEST_F(NotificationPosting, bearsAnAnswerThatIsNoNumber) {
