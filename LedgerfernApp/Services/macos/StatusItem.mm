@@ -3,6 +3,7 @@
 #import <AppKit/AppKit.h>
 
 #include "Foundation/macos/CocoaText.h"
+#include "Services/OlderSymbol.h"
 
 /// What all entries of the menu are sent to. Each entry carries its own action, since one of a menu that was
 /// open while its successor was made can still be chosen.
@@ -23,14 +24,24 @@ namespace ledgerfern {
 
 namespace {
 
-constexpr double symbolSize = 18;
+// Symbols are sized by the type they go with; a gauge is about as high as that.
+constexpr double symbolSize = 15;
 constexpr double textSize = 13;
+constexpr const char* gap = "\u2004";  // a blank of a third of the type's size
 
 /// Nil where the system's symbols lack that name.
-NSImage* symbolImage(const std::string& name) {
-    NSImage* const image = [NSImage imageWithSystemSymbolName:shownText(name)
-                                     accessibilityDescription:@"Ledgerfern"];
-    image.size = NSMakeSize(symbolSize, symbolSize);
+NSImage* namedSymbol(std::string_view name) {
+    return [NSImage imageWithSystemSymbolName:shownText(name) accessibilityDescription:@"Ledgerfern"];
+}
+
+/// Nil where there isn't an older one either.
+NSImage* symbolImage(std::string_view name) {
+    NSImage* const symbol = namedSymbol(name);
+    NSImage* const found = symbol != nil ? symbol : namedSymbol(olderSymbol(name));
+    NSImage* const image =
+        [found imageWithSymbolConfiguration:[NSImageSymbolConfiguration
+                                                configurationWithPointSize:symbolSize
+                                                                    weight:NSFontWeightRegular]];
     [image setTemplate:YES];  // in the menu bar's own colours
     return image;
 }
@@ -81,7 +92,7 @@ public:
     void setContent(const Content& content) override {
         NSStatusBarButton* const button = item_.button;
         button.image = symbolImage(content.symbol);
-        button.title = shownText(" " + content.text);  // the blank is the gap to the symbol
+        button.title = shownText((button.image != nil ? gap : "") + content.text);
         button.toolTip = shownText(content.toolTip);
     }
 

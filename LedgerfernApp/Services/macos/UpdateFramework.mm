@@ -29,13 +29,21 @@ namespace ledgerfern {
 
 namespace {
 
+/// Whether the bundle tells where updates are announced. The framework shows the user an error where none
+/// does.
+bool hasFeed() {
+    return [NSBundle.mainBundle objectForInfoDictionaryKey:@"SUFeedURL"] != nil;
+}
+
+/// Without a feed it has no controller, and can't check.
 class SparkleFramework : public UpdateFramework {
 public:
     SparkleFramework(bool startsUpdater, std::function<void()> onAlert)
         : delegate_([[LedgerfernUpdateDelegate alloc] initWithAlertAction:std::move(onAlert)]),
-          controller_([[SPUStandardUpdaterController alloc] initWithStartingUpdater:startsUpdater
-                                                                    updaterDelegate:nil
-                                                                 userDriverDelegate:delegate_]) {}
+          controller_(hasFeed() ? [[SPUStandardUpdaterController alloc] initWithStartingUpdater:startsUpdater
+                                                                                updaterDelegate:nil
+                                                                             userDriverDelegate:delegate_]
+                                : nil) {}
 
     bool canCheckForUpdates() const override { return controller_.updater.canCheckForUpdates; }
     void checkForUpdates() override { [controller_ checkForUpdates:nil]; }

@@ -3,11 +3,9 @@
 #include <CoreServices/CoreServices.h>
 #include <dispatch/dispatch.h>
 
-#include <algorithm>
 #include <chrono>
 #include <condition_variable>
 #include <filesystem>
-#include <iterator>
 #include <mutex>
 #include <system_error>
 #include <utility>
@@ -33,6 +31,17 @@ CFMutableArrayRef newPathList(const std::vector<std::string>& folders) {
         CFRelease(path);
     }
     return list;
+}
+
+/// The folders that are there, with links resolved: events bear the resolved paths.
+std::vector<std::string> folderTargets(const std::vector<std::string>& folders) {
+    std::vector<std::string> targets;
+    for (const std::string& folder : folders) {
+        std::error_code error;
+        const auto target = std::filesystem::canonical(folder, error);
+        if (!error && std::filesystem::is_directory(target, error)) targets.push_back(target);
+    }
+    return targets;
 }
 
 class StreamFileEvents final : public FileEvents {
@@ -102,12 +111,9 @@ private:
 
 // The stream has no limit that would leave anything to a slow look.
 std::unique_ptr<FileEvents> fileEvents(const std::vector<std::string>& folders, double /*slowLook*/) {
-    std::vector<std::string> there;
-    std::error_code error;
-    std::copy_if(folders.begin(), folders.end(), std::back_inserter(there),
-                 [&](const std::string& folder) { return std::filesystem::is_directory(folder, error); });
-    if (there.empty()) return nullptr;
-    auto events = std::make_unique<StreamFileEvents>(there);
+    const auto targets = folderTargets(folders);
+    if (targets.empty()) return nullptr;
+    auto events = std::make_unique<StreamFileEvents>(targets);
     if (!events->isRunning()) return nullptr;
     return events;
 }

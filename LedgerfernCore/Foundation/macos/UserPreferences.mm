@@ -10,6 +10,8 @@ namespace ledgerfern {
 
 namespace {
 
+NSString* const domain = @"Ledgerfern";
+
 /// The user defaults. Threads that C++ made have no autorelease pool, so that each function brings its own.
 class UserDefaults : public PreferencesStore {
 public:
@@ -66,17 +68,18 @@ private:
         return elements;
     }
 
+    /// Waits for the system to take the value in, since the program may end at any time after.
     bool store(std::string_view key, id value) {
         NSString* const name = cocoaText(key);
         if (name == nil || value == nil) return false;
         [defaults_ setObject:value forKey:name];
-        return true;
+        return CFPreferencesAppSynchronize((__bridge CFStringRef)domain);
     }
 
     /// One domain by name, so that the command line has the application's preferences. There is none where
     /// the name is the bundle's own, whose domain is the standard one.
     static NSUserDefaults* sharedDefaults() {
-        NSUserDefaults* const named = [[NSUserDefaults alloc] initWithSuiteName:@"Ledgerfern"];
+        NSUserDefaults* const named = [[NSUserDefaults alloc] initWithSuiteName:domain];
         return named != nil ? named : NSUserDefaults.standardUserDefaults;
     }
 

@@ -7,18 +7,24 @@ NS_ASSUME_NONNULL_BEGIN
 @class NSMenu;
 
 using NSFontWeight = CGFloat;
+extern "C" const NSFontWeight NSFontWeightRegular;
 extern "C" const NSFontWeight NSFontWeightMedium;
 
 @interface NSFont : NSObject <NSCopying>
 + (NSFont*)monospacedDigitSystemFontOfSize:(CGFloat)fontSize weight:(NSFontWeight)weight;
 @end
 
+SINCE(11.0)
+@interface NSImageSymbolConfiguration : NSObject <NSCopying>
++ (instancetype)configurationWithPointSize:(CGFloat)pointSize weight:(NSFontWeight)weight;
+@end
+
 // `template` is a word of C++, so the property of that name is used by its setter.
 @interface NSImage : NSObject <NSCopying>
 + (nullable instancetype)imageWithSystemSymbolName:(NSString*)name
-                          accessibilityDescription:(nullable NSString*)description;
+                          accessibilityDescription:(nullable NSString*)description SINCE(11.0);
+- (nullable NSImage*)imageWithSymbolConfiguration:(NSImageSymbolConfiguration*)configuration SINCE(11.0);
 - (void)setTemplate:(BOOL)isTemplate;
-@property NSSize size;
 @end
 
 using NSEventModifierFlags = NSUInteger;

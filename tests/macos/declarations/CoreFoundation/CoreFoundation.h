@@ -23,6 +23,8 @@ void CFRelease(CFTypeRef object);
 CFStringRef _Nullable CFStringCreateWithFileSystemRepresentation(CFAllocatorRef _Nullable allocator,
                                                                  const char* text);
 
+Boolean CFPreferencesAppSynchronize(CFStringRef applicationID);
+
 struct CFArrayCallBacks;
 extern const CFArrayCallBacks kCFTypeArrayCallBacks;
 

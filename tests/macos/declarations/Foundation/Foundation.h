@@ -1,18 +1,11 @@
 #pragma once
 
+#include <CoreFoundation/CoreFoundation.h>
 #include <objc/NSObject.h>
 
 // The language's own literals and loops are made of some of these.
 
 using CGFloat = double;
-struct CGSize {
-    CGFloat width;
-    CGFloat height;
-};
-using NSSize = CGSize;
-inline NSSize NSMakeSize(CGFloat width, CGFloat height) {
-    return {width, height};
-}
 
 NS_ASSUME_NONNULL_BEGIN
 
@@ -80,6 +73,7 @@ struct NSFastEnumerationState {
 @interface NSBundle : NSObject
 @property(class, readonly, strong) NSBundle* mainBundle;
 @property(readonly, copy) NSURL* bundleURL;
+- (nullable id)objectForInfoDictionaryKey:(NSString*)key;
 @end
 
 @interface NSUserDefaults : NSObject

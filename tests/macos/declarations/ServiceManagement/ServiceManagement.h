@@ -4,13 +4,14 @@
 
 NS_ASSUME_NONNULL_BEGIN
 
-enum SMAppServiceStatus : NSInteger {
+enum SINCE(13.0) SMAppServiceStatus : NSInteger {
     SMAppServiceStatusNotRegistered = 0,
     SMAppServiceStatusEnabled = 1,
     SMAppServiceStatusRequiresApproval = 2,
     SMAppServiceStatusNotFound = 3,
 };
 
+SINCE(13.0)
 @interface SMAppService : NSObject
 @property(class, readonly) SMAppService* mainAppService;
 @property(readonly) SMAppServiceStatus status;

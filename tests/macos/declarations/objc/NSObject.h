@@ -13,6 +13,10 @@ using BOOL = signed char;
 #define NO __objc_no
 #define nil nullptr
 
+// For what came after macOS 10.13. A source that uses it must ask for it where the deployment target is
+// older.
+#define SINCE(version) __attribute__((availability(macos, introduced = version)))
+
 #define NS_ASSUME_NONNULL_BEGIN _Pragma("clang assume_nonnull begin")
 #define NS_ASSUME_NONNULL_END _Pragma("clang assume_nonnull end")
 
