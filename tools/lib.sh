@@ -19,6 +19,16 @@ show() {
     "$@"
 }
 
+# Whether there is a display for the application: macOS, or an X server that is there. For Wayland's own protocol Qt
+# would need a plugin that isn't among the packages.
+has_display() {
+    [ "$(uname)" != Darwin ] || return 0
+    case "${DISPLAY:-}" in
+        :*) local number=${DISPLAY#:} && [ -S "/tmp/.X11-unix/X${number%%.*}" ] ;;
+        *) [ -n "${DISPLAY:-}" ] ;;
+    esac
+}
+
 processors() { getconf _NPROCESSORS_ONLN; }
 
 # Configures a preset, unless that has been done since the presets were last changed: configure PRESET [OPTION...]
