@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "DesignSystem/TrayColours.h"
+
 namespace ledgerfern::StatusIcon {
 
 namespace {
@@ -124,7 +126,7 @@ void paintFigures(QPainter& painter, const Drawing& drawing, const QString& text
 
 QImage paint(int size, std::optional<double> percent, Panel panel) {
     const Drawing& drawing = drawingFor(size);
-    const QColor colour = panel == Panel::dark ? QColor(Qt::white) : QColor(0x11, 0x11, 0x14);
+    const QColor colour = panel == Panel::dark ? TrayColours::onDark : TrayColours::onLight;
     const double share = std::clamp(percent.value_or(0) / 100, 0.0, 1.0);
     QImage image(size, size, QImage::Format_ARGB32_Premultiplied);
     image.fill(Qt::transparent);

@@ -7,6 +7,7 @@
 #include <iterator>
 #include <map>
 #include <optional>
+#include <regex>
 #include <sstream>
 #include <string>
 #include <string_view>
@@ -158,6 +159,17 @@ Findings platformMacros(const SourceFile& file) {
     return findings;
 }
 
+/// The application's colours have names, in one folder.
+Findings colourLiterals(const SourceFile& file) {
+    static const std::regex literal(
+        R"(\bQColor\s*\w*[({]\s*(\d|u?"|Qt::|QStringLiteral)|\bqRgba?\(|"#\w{3,8}")");
+    if (!isIn(file, "LedgerfernApp") || isIn(file, "LedgerfernApp/DesignSystem")) return {};
+    Findings findings;
+    for (const auto& line : lines(file.text))
+        if (std::regex_search(line, literal)) findings.push_back(file.path + " has a colour: " + line);
+    return findings;
+}
+
 bool hasItsPlaceInTheApplication(const std::vector<std::string>& path) {
     static const std::array<std::string_view, 8> screens = {"Application",   "DesignSystem", "Popover",
                                                             "DashboardView", "SessionViews", "Projects",
@@ -250,6 +262,21 @@ TEST(Structure, noticesAPlatformMacroOutsideThePlatformFolders) {
               Findings{});
 }
 
+TEST(Structure, noticesAColourOutsideTheDesignSystem) {
+    for (const auto* line :
+         {"paint(QColor(0x11, 0x11, 0x14));", "QColor ink{17, 17, 20};", "const QColor ink( 17, 17, 20);",
+          "QColor(Qt::white)", "QColor(\"white\")", "QColor(u\"white\")", "f(qRgb(1, 2, 3));",
+          "f(qRgba(r, g, b, a));", "setStyleSheet(\"#112233\")"}) {
+        EXPECT_EQ(colourLiterals({"LedgerfernApp/Services/StatusIcon.cpp", line}).size(), 1U) << line;
+        EXPECT_EQ(colourLiterals({"LedgerfernApp/DesignSystem/TrayColours.h", line}), Findings{}) << line;
+        EXPECT_EQ(colourLiterals({"tests/app/StatusIconTest.cpp", line}), Findings{}) << line;
+    }
+    EXPECT_EQ(colourLiterals({"LedgerfernApp/Services/StatusIcon.cpp",
+                              "QColor withOpacity(QColor colour, double opacity) {\n"
+                              "fill(Qt::transparent);\nQColor(palette.text());\n"}),
+              Findings{});
+}
+
 TEST(Structure, noticesASourceThatLiesAstray) {
     for (const auto* path : {"main.cpp", "LedgerfernCore/Check.h", "LedgerfernCore/Utils/Text.cpp",
                              "LedgerfernCore/Engine/windows/Files.cpp", "LedgerfernTool/commands/Report.cpp",
@@ -307,7 +334,8 @@ TEST(Structure, theTreeKeepsItsRules) {
         return file.path == "tests/core/StructureTest.cpp" && file.text.starts_with("#include <gtest");
     })) << "the tree wasn't read";
     for (const auto& file : tree)
-        for (const auto rule : {wrongDirections, qtHeaders, platformMacros, wrongPlace, tooLong})
+        for (const auto rule :
+             {wrongDirections, qtHeaders, platformMacros, colourLiterals, wrongPlace, tooLong})
             for (const auto& finding : rule(file))
                 ADD_FAILURE() << finding;
 }
