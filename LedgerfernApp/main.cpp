@@ -44,7 +44,7 @@ int runFirst(SingleInstance& instance, QtMainLoop& loop, ThreadWorkers& workers)
     const auto notifications = platformNotificationCentre(loop);
     UpdaterViewModel updater(executablePath(), loop);
     const auto item = platformStatusItem([] {
-        say("Ledgerfern finds no tray to sit in. It goes on watching, and appears once there is one.");
+        say("Ledgerfern finds no tray to sit in; it goes on watching, and appears once there is one.");
     });
     AppState state({.loop = loop,
                     .workers = workers,

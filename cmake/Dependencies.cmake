@@ -13,7 +13,7 @@ target_include_directories(utf8proc SYSTEM INTERFACE ${UTF8PROC_INCLUDE_DIR})
 target_link_libraries(utf8proc INTERFACE ${UTF8PROC_LIBRARY})
 
 # The application's, on top of them. Without Qt everything else is built all the same.
-set(qt_components Core Gui Network Svg Widgets)
+set(qt_components Core Gui Network Widgets)
 if(NOT APPLE)
   list(APPEND qt_components DBus)
 endif()

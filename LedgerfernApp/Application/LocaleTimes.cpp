@@ -1,6 +1,7 @@
 #include "Application/LocaleTimes.h"
 
 #include <QDateTime>
+#include <QTimeZone>
 #include <cmath>
 
 #include "UsageRecords/TSDate.h"
@@ -12,7 +13,7 @@ namespace {
 /// Local time in the zone that everything else is counted in, as if it were UTC.
 QDateTime localTime(Instant instant) {
     const auto seconds = static_cast<qint64>(std::floor(instant)) + TSDate::localOffset(instant);
-    return QDateTime::fromSecsSinceEpoch(seconds, Qt::UTC);
+    return QDateTime::fromSecsSinceEpoch(seconds, QTimeZone::utc());
 }
 
 /// The locale's short format; that of the C locale has seconds too.

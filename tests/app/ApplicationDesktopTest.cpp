@@ -210,7 +210,7 @@ TEST_F(ApplicationDesktop, withoutBusAndTrayItSaysSoOnceAndGoesOn) {
     EXPECT_TRUE(eventually([&] { return hasAllReadings(); }, ample));
     EXPECT_EQ(application.terminate(), 0);
     EXPECT_EQ(application.said(),
-              "Ledgerfern finds no tray to sit in. It goes on watching, and appears once there is one.\n");
+              "Ledgerfern finds no tray to sit in; it goes on watching, and appears once there is one.\n");
 }
 
 }  // namespace ledgerfern

@@ -13,13 +13,19 @@ Instant local(double seconds) {
     return seconds - TSDate::localOffset(seconds);
 }
 
+/// The text with plain blanks; newer Qt parts the time from its half of the day by a narrow one that doesn't
+/// break.
+std::string plain(const std::string& text) {
+    return QString::fromStdString(text).replace(QChar(0x202F), u' ').toStdString();
+}
+
 // 2026-03-22, a Sunday, 09:05:59.
 constexpr double sunday = 1774170359;
 
 }  // namespace
 
 TEST(LocaleTimes, weekdayAndTimeAreWrittenAsTheLocaleHasThem) {
-    EXPECT_EQ(LocaleTimes::weekdayAndTime(local(sunday), QLocale("en_US")), "Sun 9:05 AM");
+    EXPECT_EQ(plain(LocaleTimes::weekdayAndTime(local(sunday), QLocale("en_US"))), "Sun 9:05 AM");
     EXPECT_EQ(LocaleTimes::weekdayAndTime(local(sunday), QLocale("en_GB")), "Sun 09:05");
     EXPECT_EQ(LocaleTimes::weekdayAndTime(local(sunday), QLocale("de_DE")), "So. 09:05");
 }

@@ -5,11 +5,12 @@
 #include <QPalette>
 
 #include "app/OffscreenApplication.h"
+#include "core/FileFixture.h"
 
 namespace ledgerfern {
 
 TEST(ColourScheme, withoutAPortalItIsThatOfThePalette) {
-    qputenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nowhere");
+    const EnvironmentVariable bus("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nowhere");
     const OffscreenApplication application;
     int changes = 0;
     const ColourScheme scheme([&] { ++changes; });
