@@ -198,8 +198,13 @@ void AppState::setToolFilter(ToolFilter filter) {
     set(toolFilter_, filter, &AppState::toolFilterChanged);
 }
 
-void AppState::setPending(PendingProject pending) {
-    set(pending_, std::move(pending), &AppState::pendingChanged);
+void AppState::setPending(const QString& project, const QString& scopeKey, bool scopeIsCycle) {
+    const bool isOtherProject = assign(pendingProject_, project);
+    const bool isOtherKey = assign(pendingScopeKey_, scopeKey);
+    const bool isOtherKind = assign(pendingScopeIsCycle_, scopeIsCycle);
+    if (isOtherProject) Q_EMIT pendingProjectChanged();
+    if (isOtherKey) Q_EMIT pendingScopeKeyChanged();
+    if (isOtherKind) Q_EMIT pendingScopeIsCycleChanged();
 }
 
 void AppState::setNotificationsEnabled(bool on) {

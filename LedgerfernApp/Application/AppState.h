@@ -50,7 +50,9 @@ class AppState : public QObject {
     Q_PROPERTY(Limit claudeFiveHour READ claudeFiveHour NOTIFY claudeFiveHourChanged)
     Q_PROPERTY(Trend claudeTrend READ claudeTrend NOTIFY claudeTrendChanged)
     Q_PROPERTY(bool claudeLimitsConnected READ claudeLimitsConnected NOTIFY claudeLimitsConnectedChanged)
-    Q_PROPERTY(PendingProject pending READ pending WRITE setPending NOTIFY pendingChanged)
+    Q_PROPERTY(QString pendingProject READ pendingProject NOTIFY pendingProjectChanged)
+    Q_PROPERTY(QString pendingScopeKey READ pendingScopeKey NOTIFY pendingScopeKeyChanged)
+    Q_PROPERTY(bool pendingScopeIsCycle READ pendingScopeIsCycle NOTIFY pendingScopeIsCycleChanged)
     Q_PROPERTY(bool notificationsEnabled READ notificationsEnabled WRITE setNotificationsEnabled NOTIFY
                    notificationsEnabledChanged)
 
@@ -60,15 +62,6 @@ public:
     using ToolFilter = std::optional<ToolKind>;
     using Limit = std::optional<RateLimitInfo>;
     using FullResultAnswer = std::function<void(const SessionPointer&)>;  ///< Null: unknown.
-
-    /// A project that the popover asks the dashboard to open.
-    struct PendingProject {
-        std::optional<std::string> pendingProject;
-        std::optional<std::string> pendingScopeKey;  ///< The cycle or week that goes with it.
-        bool pendingScopeIsCycle = false;
-
-        bool operator==(const PendingProject&) const = default;
-    };
 
     /// What the application stands on. What is referred to outlives the object.
     struct Environment {
@@ -105,7 +98,12 @@ public:
     const Limit& claudeFiveHour() const { return claudeFiveHour_; }
     /// Whether the script stands in front of Claude Code's status line.
     bool claudeLimitsConnected() const { return claudeLimitsConnected_; }
-    const PendingProject& pending() const { return pending_; }
+    /// The project that the popover asks the dashboard to open; empty: none.
+    const QString& pendingProject() const { return pendingProject_; }
+    /// The key of the cycle or week that goes with it; empty: none.
+    const QString& pendingScopeKey() const { return pendingScopeKey_; }
+    /// It is a cycle's key, not a week's.
+    bool pendingScopeIsCycle() const { return pendingScopeIsCycle_; }
     bool notificationsEnabled() const { return notificationsEnabled_; }
     /// A rescan that the user asked for is running.
     bool refreshInFlight() const { return refreshInFlight_; }
@@ -113,7 +111,8 @@ public:
     std::optional<double> worstPercent() const { return worstPercent_; }
 
     void setToolFilter(ToolFilter filter);
-    void setPending(PendingProject pending);
+    /// Whoever is told of one of the three finds the other two set as well.
+    void setPending(const QString& project, const QString& scopeKey, bool scopeIsCycle);
     void setNotificationsEnabled(bool on);
 
     /// The user's rescan; does nothing while one runs.
@@ -139,7 +138,9 @@ Q_SIGNALS:
     void claudeFiveHourChanged();
     void claudeTrendChanged();
     void claudeLimitsConnectedChanged();
-    void pendingChanged();
+    void pendingProjectChanged();
+    void pendingScopeKeyChanged();
+    void pendingScopeIsCycleChanged();
     void notificationsEnabledChanged();
     void refreshInFlightChanged();
     /// A snapshot has been applied, and everything that follows from it stands.
@@ -174,10 +175,14 @@ private:
     void updateHistory(const PreparedSnapshot& prepared, const Limits& limits, Instant now);
     void recordDay(std::int64_t codexRollingTotal, Instant now);
     template <class Value>
-    void set(Value& field, Value value, void (AppState::*changed)()) {
-        if (field == value) return;
+    static bool assign(Value& field, Value value) {
+        const bool isOther = field != value;
         field = std::move(value);
-        Q_EMIT(this->*changed)();
+        return isOther;
+    }
+    template <class Value>
+    void set(Value& field, Value value, void (AppState::*changed)()) {
+        if (assign(field, std::move(value))) Q_EMIT(this->*changed)();
     }
 
     const Environment environment_;
@@ -202,7 +207,9 @@ private:
     ToolFilter toolFilter_;
     Limit claudeFiveHour_;
     bool claudeLimitsConnected_ = false;
-    PendingProject pending_;
+    QString pendingProject_;
+    QString pendingScopeKey_;
+    bool pendingScopeIsCycle_ = false;
     bool notificationsEnabled_ = true;
 
     std::map<std::string, double> previousUsedPercent_;

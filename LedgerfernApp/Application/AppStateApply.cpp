@@ -73,9 +73,10 @@ void AppState::apply(PreparedSnapshot prepared) {
 
 void AppState::publish(Snapshot snapshot, Instant now) {
     MergedLimits merged = withClaudeLimits(std::move(snapshot), claudeStatus_, now);
+    const bool isOtherLimit = assign(claudeFiveHour_, std::move(merged.fiveHour));
     snapshot_ = std::make_shared<const Snapshot>(std::move(merged.snapshot));
+    if (isOtherLimit) Q_EMIT claudeFiveHourChanged();
     Q_EMIT snapshotChanged();
-    set(claudeFiveHour_, std::move(merged.fiveHour), &AppState::claudeFiveHourChanged);
     std::optional<QString> error;
     if (snapshot_->malformedLines > 0)
         error =

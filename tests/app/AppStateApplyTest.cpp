@@ -13,27 +13,10 @@ namespace {
 
 using test::AppStateFixture;
 using test::CodexLog;
-using test::Json;
-using test::setModified;
 using test::usage;
 
 class AppStateApplyTest : public AppStateFixture {
 protected:
-    /// Appends a reading of the weekly limit to the log.
-    void readLimit(double usedPercent) {
-        now += 60;
-        used_ += 100;
-        home.append(".codex/sessions/limit.jsonl",
-                    CodexLog()
-                        .at(timestamp(now))
-                        .tokens(usage(1000 + used_, 0, 10), usage(100, 0, 0), limit(usedPercent))
-                        .text);
-        rescan();
-    }
-    static std::string timestamp(Instant ts) {
-        const std::string text = TSDate::utcString(ts);  // "2026-03-01 10:20 UTC"
-        return text.substr(0, 10) + "T" + text.substr(11, 5) + ":00Z";
-    }
     /// All rows of the history, through a connection of its own.
     std::vector<std::vector<std::string>> rows(const std::string& query) const {
         std::vector<std::vector<std::string>> result;
@@ -53,13 +36,6 @@ protected:
     std::size_t dailyRows() const {
         return rows("SELECT ts FROM snapshots WHERE local_7d_total IS NOT NULL").size();
     }
-    void look() {
-        loop.pass(20);
-        settle();
-    }
-
-private:
-    std::int64_t used_ = 0;
 };
 
 TEST_F(AppStateApplyTest, roundsTheWorstLimitOnce) {
@@ -235,6 +211,30 @@ TEST_F(AppStateApplyTest, connectsAndDisconnectsClaudesLimits) {
     EXPECT_EQ(state->statusText(), "0%");
 }
 
+TEST_F(AppStateApplyTest, isntConnectedWhereConnectingFails) {
+    makeSettled();
+    home.write(".claude/settings.json", "[1]");
+    const Result result = state->connectClaudeLimits();
+    ASSERT_FALSE(result);
+    EXPECT_NE(result.error->find("isn't a JSON object; not changing it."), std::string::npos);
+    EXPECT_FALSE(state->claudeLimitsConnected());
+}
+
+TEST_F(AppStateApplyTest, disconnectsWhereTheStatusFileCantBeRemoved) {
+    makeSettled();
+    EXPECT_TRUE(state->connectClaudeLimits());
+    writeStatus(55, 41, start);
+    look();
+    std::filesystem::remove(supportFile("claude-status.json"));
+    std::filesystem::create_directory(supportFile("claude-status.json"));
+    EXPECT_TRUE(state->disconnectClaudeLimits());
+    EXPECT_TRUE(std::filesystem::exists(supportFile("claude-status.json")));
+    EXPECT_FALSE(state->claudeLimitsConnected());
+    settle();
+    EXPECT_EQ(state->statusText(), "0%");
+    EXPECT_FALSE(state->claudeFiveHour());
+}
+
 TEST_F(AppStateApplyTest, staysConnectedWhereDisconnectingFails) {
     makeSettled();
     EXPECT_TRUE(state->connectClaudeLimits());
@@ -357,22 +357,6 @@ TEST_F(AppStateApplyTest, pricesTodayByTheSessionsModel) {
     ASSERT_EQ(session.model, "gpt-5.6-sol");
     EXPECT_DOUBLE_EQ(state->todayCostUSD(), 30.0) << "the requests from midnight on, all at the last model";
     EXPECT_TRUE(state->dailyCostTrend().size() == 1 && state->dailyCostTrend()[0].value == 30.0);
-}
-
-TEST_F(AppStateApplyTest, tellsOfEachChange) {
-    writeCodex("limit.jsonl", codexLog(30));
-    makeSettled();
-    int applied = 0, texts = 0, symbols = 0;
-    QObject::connect(state.get(), &AppState::applied, [&] { ++applied; });
-    QObject::connect(state.get(), &AppState::statusTextChanged, [&] { ++texts; });
-    QObject::connect(state.get(), &AppState::statusSymbolChanged, [&] { ++symbols; });
-    readLimit(31);
-    EXPECT_EQ(applied, 1);
-    EXPECT_EQ(texts, 1);
-    EXPECT_EQ(symbols, 0);
-    rescan();
-    EXPECT_EQ(applied, 2);
-    EXPECT_EQ(texts, 1);
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 
 #include <latch>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -12,6 +13,7 @@
 #include "FakeMainLoop.h"
 #include "FakeNotificationCentre.h"
 #include "FakeWorkers.h"
+#include "UsageRecords/TSDate.h"
 #include "core/CodexLog.h"
 #include "core/FakePreferences.h"
 #include "core/TempFolder.h"
@@ -40,9 +42,26 @@ protected:
     std::string codexFile(std::string_view name) const {
         return home / (".codex/sessions/" + std::string(name));
     }
+    void writeCodex(std::string_view name, std::string_view text, Instant modified) {
+        setModified(home.write(".codex/sessions/" + std::string(name), text), modified);
+    }
     /// Writes a log that was last modified now.
-    void writeCodex(std::string_view name, std::string_view text) {
-        setModified(home.write(".codex/sessions/" + std::string(name), text), now);
+    void writeCodex(std::string_view name, std::string_view text) { writeCodex(name, text, now); }
+
+    /// Appends a reading of the weekly limit to the log.
+    void readLimit(double usedPercent) {
+        now += 60;
+        used_ += 100;
+        home.append(".codex/sessions/limit.jsonl",
+                    CodexLog()
+                        .at(timestamp(now))
+                        .tokens(usage(1000 + used_, 0, 10), usage(100, 0, 0), limit(usedPercent))
+                        .text);
+        rescan();
+    }
+    static std::string timestamp(Instant ts) {
+        const std::string text = TSDate::utcString(ts);  // "2026-03-01 10:20 UTC"
+        return text.substr(0, 10) + "T" + text.substr(11, 5) + ":00Z";
     }
 
     std::string supportFile(std::string_view name) const {
@@ -57,9 +76,9 @@ protected:
                     modified);
     }
 
-    AppState::Environment environment() {
+    AppState::Environment environment(Workers& threads) {
         return {loop,
-                workers,
+                threads,
                 notifications,
                 preferences,
                 home.path(),
@@ -73,7 +92,9 @@ protected:
                     return made;
                 }};
     }
-    void make() { state = std::make_unique<AppState>(environment()); }
+    void make(const std::optional<std::string>& root = std::nullopt) {
+        state = std::make_unique<AppState>(environment(workers), root);
+    }
     /// Runs everything that there is to do, until nothing waits.
     void settle() {
         do {
@@ -90,6 +111,11 @@ protected:
     /// Scans as after a change of the logs.
     void rescan() {
         state->refresh();
+        settle();
+    }
+    /// Looks at Claude's status file when it is time.
+    void look() {
+        loop.pass(20);
         settle();
     }
     std::vector<std::string> postedTitles() const {
@@ -111,6 +137,9 @@ protected:
     FakeFileEvents* events = nullptr;
     std::latch eventsMade{1};
     std::unique_ptr<AppState> state;
+
+private:
+    std::int64_t used_ = 0;
 };
 
 }  // namespace ledgerfern::test
