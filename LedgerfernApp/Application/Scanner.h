@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -25,6 +26,8 @@ public:
     /// What a snapshot needs at this moment, by the prices in force.
     PreparedSnapshot prepare(Snapshot snapshot) const;
     std::optional<SessionResult> fullResult(const std::string& path);
+    /// How many scans wait for their turn at this moment.
+    std::uint64_t waitingCount() const { return scans_.waitingCount(); }
 
 private:
     const Clock clock_;
