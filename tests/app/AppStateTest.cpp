@@ -2,6 +2,7 @@
 
 #include "AppStateFixture.h"
 #include "Engine/LiveLog.h"
+#include "core/ClaudeLog.h"
 
 // When something runs.
 
@@ -9,27 +10,31 @@ namespace ledgerfern {
 namespace {
 
 using test::AppStateFixture;
+using test::ClaudeLog;
+using test::claudeUsage;
 using test::CodexLog;
-using test::setModified;
 using test::usage;
 
-using AppStateTest = AppStateFixture;
+class AppStateTest : public AppStateFixture {
+protected:
+    /// Applies what the quick scan gives, with which everything begins.
+    void firstPass() {
+        loop.runPosted();
+        workers.run();
+        loop.runPosted();
+    }
+};
 
 TEST_F(AppStateTest, hasScannedNothingWhenItIsMade) {
     writeCodex("a.jsonl", codexLog(37));
     make();
     EXPECT_FALSE(state->snapshot());
-    EXPECT_EQ(state->statusText(), "…");
-    EXPECT_EQ(state->statusSymbol(), "gauge.with.dots.needle.0percent");
-    EXPECT_FALSE(state->worstPercent());
-    EXPECT_FALSE(state->budgetEstimate());
-    EXPECT_TRUE(state->notificationsEnabled());
     EXPECT_TRUE(workers.waiting.empty());
 }
 
 TEST_F(AppStateTest, showsThisWeekFirstAndThenAllThereIs) {
     writeCodex("new.jsonl", codexLog(37));
-    setModified(home.write(".codex/sessions/old.jsonl", codexLog(12)), start - 7 * 86'400);
+    writeCodex("old.jsonl", codexLog(12), start - 7 * 86'400);
     make();
     loop.runPosted();
     ASSERT_EQ(workers.waiting.size(), 1U);
@@ -55,16 +60,52 @@ TEST_F(AppStateTest, showsThisWeekFirstAndThenAllThereIs) {
     EXPECT_TRUE(workers.waiting.empty());
 }
 
-TEST_F(AppStateTest, takesTheRestOfTheWeekFromMondayOn) {
-    constexpr Instant midnight = 1772496000;  // between Monday and Tuesday, in UTC: in the week in every zone
+TEST_F(AppStateTest, readsAtFirstWhatChangedSinceMonday) {
+    constexpr Instant monday = 1772452800;  // noon in UTC: in every zone this week, and before today
     writeCodex("now.jsonl", codexLog(1));
-    setModified(home.write(".codex/sessions/monday.jsonl", codexLog(1)), midnight);
-    setModified(home.write(".codex/sessions/before.jsonl", codexLog(1)), midnight - 3 * 86'400);
+    writeCodex("monday.jsonl", codexLog(1), monday);
+    writeCodex("before.jsonl", codexLog(1), monday - 2 * 86'400);
     make();
-    loop.runPosted();
-    workers.run();
-    loop.runPosted();
+    firstPass();
     EXPECT_EQ(sessionCount(), 2U);
+}
+
+TEST_F(AppStateTest, takesAtFirstOlderLogsFromTheCache) {
+    writeCodex("old.jsonl", codexLog(12), start - 7 * 86'400);
+    makeSettled();
+    state.reset();
+    make();
+    firstPass();
+    EXPECT_EQ(sessionCount(), 1U);
+}
+
+TEST_F(AppStateTest, leavesALineUnreadThatIsStillBeingWritten) {
+    const std::string log = codexLog(37) + CodexLog().tokens(usage(3000, 0, 20)).text;
+    writeCodex("a.jsonl", log.substr(0, log.size() - 20));
+    makeSettled();
+    ASSERT_EQ(sessionCount(), 1U);
+    EXPECT_EQ(state->snapshot()->sessions[0]->requests.size(), 1U);
+    writeCodex("a.jsonl", log);
+    rescan();
+    EXPECT_EQ(state->snapshot()->sessions[0]->requests.size(), 2U);
+    EXPECT_FALSE(state->lastError());
+}
+
+TEST_F(AppStateTest, countsOnlyWhatIsBelowTheRootThatIsGiven) {
+    writeCodex("usual.jsonl", codexLog(1));
+    home.write(".claude/projects/app/usual.jsonl", ClaudeLog().assistant("r", claudeUsage(1, 1)).text);
+    home.write("tree/a.jsonl", codexLog(37));
+    make(home / "tree");
+    settle();
+    EXPECT_EQ(watched, std::vector<std::string>{home / "tree"});
+    ASSERT_EQ(sessionCount(), 1U);
+    EXPECT_EQ(state->snapshot()->sessions[0]->path, home / "tree/a.jsonl");
+}
+
+TEST_F(AppStateTest, watchesTheRootThatIsGivenAlsoWhereItIsntThereYet) {
+    make(home / "tree");
+    settle();
+    EXPECT_EQ(watched, std::vector<std::string>{home / "tree"});
 }
 
 TEST_F(AppStateTest, dropsEventsBeforeTheFirstSnapshot) {
