@@ -6,7 +6,7 @@
 namespace ledgerfern {
 
 /// The way from the menu's commands to the dashboard's window, which fills in its actions when it appears. A
-/// command whose action is absent does nothing. There is one, made at the start. Main thread.
+/// command whose action is absent does nothing. Main thread.
 class DashboardCommandRouter {
 public:
     std::function<void()> onFocusSearch;
