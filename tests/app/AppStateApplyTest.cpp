@@ -1,5 +1,3 @@
-#include <sqlite3.h>
-
 #include <filesystem>
 
 #include "AppStateFixture.h"
@@ -15,28 +13,7 @@ using test::AppStateFixture;
 using test::CodexLog;
 using test::usage;
 
-class AppStateApplyTest : public AppStateFixture {
-protected:
-    /// All rows of the history, through a connection of its own.
-    std::vector<std::vector<std::string>> rows(const std::string& query) const {
-        std::vector<std::vector<std::string>> result;
-        sqlite3* db = nullptr;
-        EXPECT_EQ(sqlite3_open(supportFile("snapshots.sqlite").c_str(), &db), SQLITE_OK);
-        const auto take = [](void* into, int count, char** values, char**) {
-            std::vector<std::string> row;
-            for (int i = 0; i < count; ++i)
-                row.emplace_back(values[i] ? values[i] : "NULL");
-            static_cast<std::vector<std::vector<std::string>>*>(into)->push_back(row);
-            return 0;
-        };
-        EXPECT_EQ(sqlite3_exec(db, query.c_str(), take, &result, nullptr), SQLITE_OK);
-        sqlite3_close(db);
-        return result;
-    }
-    std::size_t dailyRows() const {
-        return rows("SELECT ts FROM snapshots WHERE local_7d_total IS NOT NULL").size();
-    }
-};
+using AppStateApplyTest = AppStateFixture;
 
 TEST_F(AppStateApplyTest, roundsTheWorstLimitOnce) {
     writeCodex("limit.jsonl", codexLog(37.4));
@@ -255,90 +232,6 @@ TEST_F(AppStateApplyTest, knowsAtTheStartThatClaudesLimitsAreConnected) {
     state.reset();
     make();
     EXPECT_TRUE(state->claudeLimitsConnected());
-}
-
-TEST_F(AppStateApplyTest, writesADaysRowAfterTwentyHours) {
-    writeCodex("limit.jsonl", codexLog(37));
-    makeSettled();
-    EXPECT_EQ(dailyRows(), 1U);
-    now = start + 71'999;
-    rescan();
-    EXPECT_EQ(dailyRows(), 1U);
-    now = start + 72'000;
-    rescan();
-    EXPECT_EQ(dailyRows(), 2U);
-}
-
-TEST_F(AppStateApplyTest, writesWhatIsKnownIntoTheDaysRow) {
-    writeCodex("limit.jsonl", codexLog(37.5, 4000));
-    makeSettled();
-    EXPECT_EQ(
-        rows("SELECT used_percent, resets_at, local_7d_total, plan FROM snapshots WHERE ts = 1772572800"),
-        (std::vector<std::vector<std::string>>{
-            {"37.5", std::to_string(static_cast<std::int64_t>(reset)), "4010.0", "pro"}}));
-}
-
-TEST_F(AppStateApplyTest, writesADaysRowWithoutCodex) {
-    writeStatus(55, 41, start);
-    makeSettled();
-    EXPECT_EQ(rows("SELECT used_percent, resets_at, local_7d_total, plan, daily_cost_usd FROM snapshots"),
-              (std::vector<std::vector<std::string>>{{"0.0", "NULL", "0.0", "", "0.0"}}));
-    EXPECT_EQ(rows("SELECT seven_day, five_hour FROM claude_samples"),
-              (std::vector<std::vector<std::string>>{{"41.0", "55.0"}}));
-    ASSERT_EQ(state->claudeTrend().size(), 1U);
-    EXPECT_EQ(state->claudeTrend()[0], (SnapshotStore::Point{start, 41}));
-}
-
-TEST_F(AppStateApplyTest, estimatesTheBudgetBeforeTheDaysRowIsWritten) {
-    // Two rows of the past: 10 % for a million tokens.
-    make();
-    state.reset();
-    SnapshotStore store(supportFile("snapshots.sqlite"));
-    store.recordDailyIfDue({start - 3 * 86'400, 20, reset, 2'000'000, "pro", 1});
-    store.recordDailyIfDue({start - 2 * 86'400, 30, reset, 3'000'000, "pro", 1});
-    make();
-    loop.runPosted();
-    workers.run();
-    loop.runPosted();
-    EXPECT_EQ(state->budgetEstimate(), 10'000'000);
-    settle();
-    EXPECT_NE(state->budgetEstimate(), 10'000'000) << "by the row that the first pass wrote";
-}
-
-TEST_F(AppStateApplyTest, fillsTheHistoryFromTheLogs) {
-    writeCodex("limit.jsonl", codexLog(37));
-    makeSettled();
-    ASSERT_EQ(state->trend().size(), 2U) << "the log's reading, and the day's row";
-    EXPECT_EQ(state->trend()[0].value, 37.0);
-    EXPECT_LT(state->trend()[0].ts, state->trend()[1].ts);
-    EXPECT_EQ(state->trend()[1], (SnapshotStore::Point{start, 37}));
-}
-
-TEST_F(AppStateApplyTest, triesAReadingAgainThatCouldntBeStored) {
-    writeCodex("limit.jsonl", codexLog(37));
-    make();
-    sqlite3* other = nullptr;
-    ASSERT_EQ(sqlite3_open(supportFile("snapshots.sqlite").c_str(), &other), SQLITE_OK);
-    ASSERT_EQ(sqlite3_exec(other, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr), SQLITE_OK);
-    settle();
-    ASSERT_TRUE(state->snapshot());
-    EXPECT_TRUE(state->trend().empty());
-    ASSERT_EQ(sqlite3_exec(other, "COMMIT", nullptr, nullptr, nullptr), SQLITE_OK);
-    sqlite3_close(other);
-    rescan();
-    ASSERT_EQ(state->trend().size(), 1U);
-    EXPECT_EQ(state->trend()[0].value, 37.0);
-    EXPECT_EQ(dailyRows(), 1U);
-}
-
-TEST_F(AppStateApplyTest, goesOnWithoutAHistory) {
-    home.write("Library/Application Support/Ledgerfern/snapshots.sqlite/in-the-way", "");
-    writeCodex("limit.jsonl", codexLog(37));
-    makeSettled();
-    EXPECT_EQ(state->statusText(), "37%");
-    EXPECT_TRUE(state->trend().empty());
-    EXPECT_TRUE(state->dailyCostTrend().empty());
-    EXPECT_FALSE(state->budgetEstimate());
 }
 
 TEST_F(AppStateApplyTest, pricesTodayByTheSessionsModel) {

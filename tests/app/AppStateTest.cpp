@@ -42,6 +42,7 @@ TEST_F(AppStateTest, showsThisWeekFirstAndThenAllThereIs) {
 
     workers.run();
     EXPECT_FALSE(state->snapshot()) << "it is applied on the main thread";
+    EXPECT_EQ(notifications.fetchCount, 0) << "the first numbers come before any question";
     loop.runPosted();
     ASSERT_TRUE(state->snapshot());
     EXPECT_EQ(sessionCount(), 1U);
