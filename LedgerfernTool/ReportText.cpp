@@ -45,9 +45,8 @@ void addNotes(Page& page, const Snapshot& snapshot) {
                       " lines of the logs aren't valid JSON and were left out.");
 }
 
-void addLimits(Page& page, const ScopedScan& scoped) {
-    if (const auto limits = limitTable(knownLimits(scoped.scan, scoped.selection.tool), scoped.scan.now))
-        return page.table(*limits);
+void addLimits(Page& page, const std::vector<KnownLimit>& limits, Instant now) {
+    if (const auto table = limitTable(limits, now)) return page.table(*table);
     page.heading("Limits");
     page.sentence("none known");
 }
@@ -107,11 +106,16 @@ void addScope(Page& page, const ScopedScan& scoped, const DashboardDerived& deri
 
 std::string reportText(const ScopedScan& scoped, std::size_t width, const Palette& palette) {
     Page page(width, palette);
-    if (const auto nothing = nothingFound(scoped.scan)) {
-        page.sentence(*nothing, 0);
-    } else {
+    const auto nothing = nothingFound(scoped.scan);
+    // Claude's may be known without any log.
+    const auto limits = knownLimits(scoped.scan, scoped.selection.tool);
+    if (!nothing || !limits.empty()) {
         page.heading("Ledgerfern · " + fmtLocalTime(scoped.scan.now));
-        addLimits(page, scoped);
+        addLimits(page, limits, scoped.scan.now);
+    }
+    if (nothing) {
+        page.heading(*nothing, Tone::plain);
+    } else {
         addToday(page, scoped);
         addScope(page, scoped, scoped.derived());
     }

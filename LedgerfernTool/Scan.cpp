@@ -51,6 +51,15 @@ Clock cacheClockFor(const Options& options, const Clock& clock) {
     return options.cacheFile ? clock : systemClock();
 }
 
+void rescan(Scan& scan, const Options& options, Console& console) {
+    const Progress progress(console.err);
+    ScanOptions scanOptions;
+    scanOptions.finishFiles = options.finish;
+    scanOptions.useCache = options.usesCache;
+    scan.snapshot = scan.engine->rescan(scanOptions);
+    scan.now = clockFor(options)();
+}
+
 }  // namespace
 
 Scan unscannedRoots(const Options& options, Console& console) {
@@ -62,15 +71,6 @@ Scan unscannedRoots(const Options& options, Console& console) {
     scan.engine = std::make_unique<Engine>(std::move(roots), clock, 0, options.cacheFile,
                                            cacheClockFor(options, clock));
     return scan;
-}
-
-void rescan(Scan& scan, const Options& options, Console& console) {
-    const Progress progress(console.err);
-    ScanOptions scanOptions;
-    scanOptions.finishFiles = options.finish;
-    scanOptions.useCache = options.usesCache;
-    scan.snapshot = scan.engine->rescan(scanOptions);
-    scan.now = clockFor(options)();
 }
 
 Scan scanRoots(const Options& options, Console& console) {

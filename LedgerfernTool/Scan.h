@@ -28,15 +28,13 @@ struct Scan {
 
 /// Knows the roots, and hasn't scanned them. A root given by hand that isn't there is told on standard error.
 Scan unscannedRoots(const Options& options, Console& console);
-/// Scans, and where it has before, reads only what has changed since. A terminal on standard error shows that
-/// it takes a while.
-void rescan(Scan& scan, const Options& options, Console& console);
-/// Both at once.
+/// Scans all there is, without Claude's limits. A terminal on standard error shows that it takes a while.
 Scan scanRoots(const Options& options, Console& console);
 
-/// The same two, that on the default roots merge Claude's limits, as the application does.
-void rescanWithLimits(Scan& scan, const Options& options, Console& console);
+/// The same that on the default roots merges Claude's limits, as the application does.
 Scan scanWithLimits(const Options& options, Console& console);
+/// The same for roots that are known; where they have been scanned, reads only what has changed since.
+void rescanWithLimits(Scan& scan, const Options& options, Console& console);
 
 /// Puts what a reading says of Claude's limits at the scan's instant into the snapshot; without one, nothing
 /// is known of them.

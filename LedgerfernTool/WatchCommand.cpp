@@ -32,7 +32,7 @@ public:
     /// The scope is the one that was asked for, even if none of its logs is left.
     void refresh() {
         Scan scan = std::move(scoped_->scan);
-        rescan(scan, options_, console_);
+        rescanWithLimits(scan, options_, console_);
         scoped_.emplace(std::move(scan), options_, pricesFor(options_));
     }
 

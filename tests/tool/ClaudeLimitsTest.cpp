@@ -17,6 +17,7 @@ namespace {
 using Json = nlohmann::json;
 using testing::HasSubstr;
 using testing::Not;
+using testing::StartsWith;
 
 const std::string now = "1772359320";  // Sunday, 1 March 2026, 10:02 UTC
 
@@ -223,8 +224,14 @@ TEST_F(ClaudeLimitsTest, areUnknownWhereTheFileCannotBeRead) {
 TEST_F(ClaudeLimitsTest, areAllThereIsWithoutLogs) {
     std::filesystem::remove_all(home.path(".codex"));
     std::filesystem::remove_all(home.path(".claude"));
-    EXPECT_THAT(run({"limits"}), HasSubstr("  Claude  5-hour  "));
+    const std::string limits = run({"limits"});
+    EXPECT_THAT(limits, HasSubstr("  Claude  5-hour  "));
+    const std::string nothing = run({"report", "--tool", "codex"});
+    EXPECT_THAT(nothing, StartsWith("No session logs were found below "));
+    EXPECT_EQ(run({"report"}), "Ledgerfern · 2026-03-01 10:02\n\n" + limits + "\n" + nothing);
+    EXPECT_EQ(document({"report"})["limits"].size(), 2u);
     removeStatus();
+    EXPECT_EQ(run({"report"}), nothing);
     EXPECT_EQ(
         run({"limits"}),
         "No rate limit is known: no session log holds a reading of one, and there is none of Claude Code's\n"

@@ -5,7 +5,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include "Foundation/Files.h"
+#include "Foundation/Clock.h"
 #include "tool/LogFolder.h"
 #include "tool/ToolProcess.h"
 
@@ -120,6 +120,40 @@ TEST_F(Watch, followsTheUsualFolderOfEachAgent) {
         R"("message":{"id":"m","model":"claude-opus-5","usage":{"input_tokens":90000,"output_tokens":0}}})"
         "\n");
     ASSERT_TRUE(process.awaitOut("93.0K tokens"));
+    interrupt(process);
+}
+
+TEST_F(Watch, showsInEachReportWhatClaudeLastTold) {
+    const auto now = static_cast<std::int64_t>(systemClock()());
+    constexpr std::int64_t day = 86400;
+    const auto tell = [&](int percentage) {
+        home.write("Library/Application Support/Ledgerfern/claude-status.json",
+                   R"({"rate_limits":{"seven_day":{"used_percentage":)" + std::to_string(percentage) +
+                       R"(,"resets_at":)" + std::to_string(now + 2 * day) + "}}}");
+    };
+    RolloutLog log;
+    log.meta("2026-03-01T10:00:00Z", "/home/me/web-app").model("gpt-5");
+    log.tokens("2026-03-01T10:02:00Z", {3000, 0, 0, 0, 3000},
+               R"({"primary":{"used_percent":42,"window_minutes":10080,"resets_at":)" +
+                   std::to_string(now + 4 * day) + "}}");
+    home.write(".codex/sessions/a.jsonl", log.text());
+    tell(81);
+    ToolRun run = tool();
+    run.arguments[2] = "cycle";
+    ToolProcess process(run);
+    const auto awaitReport = [&](const std::string& percentage) {
+        EXPECT_TRUE(process.awaitOut("  Claude  weekly"));
+        EXPECT_TRUE(process.awaitOut(percentage));
+        EXPECT_TRUE(process.awaitOut("Claude Code counts by its own cycle"));
+        EXPECT_TRUE(process.awaitOut("--scope all"));
+        process.dropOut();
+    };
+    awaitReport("81%");
+    append(".codex/sessions/a.jsonl", 7000);
+    awaitReport("81%");
+    tell(63);
+    append(".codex/sessions/a.jsonl", 9000);
+    awaitReport("63%");
     interrupt(process);
 }
 
