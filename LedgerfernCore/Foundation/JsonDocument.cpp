@@ -1,12 +1,12 @@
 #include "Foundation/JsonDocument.h"
 
 #include <algorithm>
-#include <nlohmann/json.hpp>
 #include <utility>
 
 #include "Foundation/JsonReader.h"
 #include "Foundation/JsonWriter.h"
 #include "Foundation/Numbers.h"
+#include "Foundation/UnicodeText.h"
 
 namespace ledgerfern {
 
@@ -14,121 +14,173 @@ namespace {
 
 constexpr std::size_t maxNesting = 1024;
 
-/// The texts of a document's numbers, in their order. The library tells those of some numbers only, so they
-/// are taken from the document itself, which it reads from the start to the end.
-class NumberTexts {
+/// Builds the tree from the document's start to its end. Where it stops before that, there is no JSON.
+class DocumentReader {
 public:
-    explicit NumberTexts(std::string_view text) : text_(text) {}
+    explicit DocumentReader(std::string_view text) : text_(text) {}
 
-    /// Of the next number; empty behind the last one.
-    std::string next() {
-        while (at_ < text_.size() && text_[at_] != '-' && !isDigit(text_[at_]))
-            if (text_[at_++] == '"') skipString();
-        start_ = at_;
-        at_ = std::min(text_.find_first_not_of("+-.0123456789Ee", at_), text_.size());
-        return std::string(text_.substr(start_, at_ - start_));
+    bool read(JsonNode& root) {
+        if (!value(root)) return false;
+        skipBlanks();
+        return at_ == text_.size();
     }
-    /// Where the number given last begins and ends.
-    std::size_t start() const { return start_; }
-    std::size_t end() const { return at_; }
+
+    JsonErrorPlace place() const {
+        const std::string_view before = text_.substr(0, at_);
+        const auto lines = static_cast<std::size_t>(std::count(before.begin(), before.end(), '\n'));
+        const std::size_t lineStart = before.rfind('\n') + 1;  // 0 where there is none
+        return {lines + 1, at_ - lineStart + 1};
+    }
 
 private:
-    /// Goes behind the closing quote of a string whose opening one was passed.
-    void skipString() {
-        for (; text_[at_] != '"'; ++at_)
-            if (text_[at_] == '\\') ++at_;
-        ++at_;
+    bool value(JsonNode& node) {
+        skipBlanks();
+        switch (next()) {
+            case '{':
+                return object(node.content.emplace<JsonNode::Object>());
+            case '[':
+                return array(node.content.emplace<JsonNode::Array>());
+            case '"':
+                return string(node.content.emplace<std::string>());
+            case 't':
+                node.content = true;
+                return word("true");
+            case 'f':
+                node.content = false;
+                return word("false");
+            case 'n':
+                node.content = nullptr;
+                return word("null");
+            default:
+                return number(node.content.emplace<JsonNode::Number>().text);
+        }
     }
 
-    std::string_view text_;
-    std::size_t start_ = 0;
+    bool object(JsonNode::Object& members) {
+        return list('}', [&] {
+            std::string key;
+            skipBlanks();
+            if (!string(key)) return false;
+            skipBlanks();
+            return take(':') && value(members[key]);
+        });
+    }
+
+    bool array(JsonNode::Array& items) {
+        return list(']', [&] { return value(items.emplace_back()); });
+    }
+
+    /// What stands between two brackets, the opening one of which is next.
+    template <class Element>
+    bool list(char bracket, const Element& element) {
+        if (nesting_ == maxNesting) return false;
+        ++nesting_;
+        ++at_;
+        skipBlanks();
+        if (next() != bracket) {
+            do {
+                if (!element()) return false;
+                skipBlanks();
+            } while (take(','));
+        }
+        --nesting_;
+        return take(bracket);
+    }
+
+    bool string(std::string& value) {
+        const std::size_t start = at_;
+        if (!take('"')) return false;
+        while (!take('"'))
+            if (!character()) return false;
+        return decode(text_.substr(start, at_ - start), value);
+    }
+
+    bool character() {
+        if (take('\\')) return escape();
+        if (static_cast<unsigned char>(next()) < ' ') return false;
+        ++at_;
+        return true;
+    }
+
+    bool escape() {
+        if (!take('u')) return takeOneOf("\"\\/bfnrt");
+        for (int digits = 0; digits < 4; ++digits)
+            if (!takeOneOf("0123456789ABCDEFabcdef")) return false;
+        return true;
+    }
+
+    /// What the string that has just been read says.
+    bool decode(std::string_view quoted, std::string& value) {
+        if (!isValidUtf8(quoted)) {
+            const std::string repaired = repairedUtf8(quoted);
+            const auto bad = std::mismatch(quoted.begin(), quoted.end(), repaired.begin()).first;
+            at_ -= static_cast<std::size_t>(quoted.end() - bad);
+            return false;
+        }
+        if (normaliseJson(quoted, normalised_)) {
+            value.assign(1, JsonNode::verbatim).append(quoted);
+            return true;
+        }
+        const auto decoded = asString(reader_.read(quoted));
+        value = decoded.value_or("");
+        return decoded.has_value();
+    }
+
+    bool number(std::string& text) {
+        const std::size_t start = at_;
+        take('-');
+        if (!take('0') && !digits()) return false;
+        if (take('.') && !digits()) return false;
+        if (takeOneOf("Ee")) {
+            takeOneOf("+-");
+            if (!digits()) return false;
+        }
+        text = text_.substr(start, at_ - start);
+        return true;
+    }
+
+    bool digits() {
+        if (!isDigit(next())) return false;
+        while (isDigit(next()))
+            ++at_;
+        return true;
+    }
+
+    bool word(std::string_view letters) {
+        return std::all_of(letters.begin(), letters.end(), [this](char letter) { return take(letter); });
+    }
+
+    void skipBlanks() {
+        while (takeOneOf(" \t\n\r")) {
+        }
+    }
+
+    /// Behind the end it is a character that JSON has nowhere.
+    char next() const { return at_ < text_.size() ? text_[at_] : '\0'; }
+    bool take(char character) {
+        if (next() != character) return false;
+        ++at_;
+        return true;
+    }
+    bool takeOneOf(std::string_view characters) {
+        if (characters.find(next()) == std::string_view::npos) return false;
+        ++at_;
+        return true;
+    }
+
+    const std::string_view text_;
     std::size_t at_ = 0;
+    std::size_t nesting_ = 0;
+    JsonReader reader_;  // of the strings
+    std::string normalised_;
 };
 
-/// The same document with each number being 0.
-std::string withoutNumbers(std::string_view text) {
-    std::string result;
-    NumberTexts numbers(text);
-    std::size_t copied = 0;
-    while (!numbers.next().empty()) {
-        result.append(text.substr(copied, numbers.start() - copied)).append("0");
-        copied = numbers.end();
-    }
-    return result.append(text.substr(copied));
+bool isVerbatim(const std::string& text) {
+    return text.starts_with(JsonNode::verbatim);
 }
 
-/// Builds the tree from what the reader comes upon.
-class TreeBuilder : public nlohmann::json_sax<nlohmann::json> {
-public:
-    explicit TreeBuilder(std::string_view text) : numbers_(text) {}
-
-    JsonNode take() { return std::move(root_); }
-    std::size_t errorPosition() const { return errorPosition_; }
-
-    bool null() override { return add({nullptr}); }
-    bool boolean(bool value) override { return add({value}); }
-    bool number_integer(number_integer_t) override { return addNumber(); }
-    bool number_unsigned(number_unsigned_t) override { return addNumber(); }
-    bool number_float(number_float_t, const string_t&) override { return addNumber(); }
-    bool string(string_t& value) override { return add({std::move(value)}); }
-    bool binary(binary_t&) override { return false; }
-    bool start_object(std::size_t) override { return open({JsonNode::Object{}}); }
-    bool start_array(std::size_t) override { return open({JsonNode::Array{}}); }
-    bool end_object() override { return close(); }
-    bool end_array() override { return close(); }
-    bool key(string_t& value) override {
-        key_ = std::move(value);
-        return true;
-    }
-    bool parse_error(std::size_t position, const std::string&,
-                     const nlohmann::detail::exception& error) override {
-        constexpr int numberTooLarge = 406;
-        errorPosition_ = position;
-        isTooLarge_ = error.id == numberTooLarge;
-        return false;
-    }
-    bool isTooLarge() const { return isTooLarge_; }
-
-private:
-    bool addNumber() { return add({JsonNode::Number{numbers_.next()}}); }
-
-    bool add(JsonNode node) {
-        place(std::move(node));
-        return true;
-    }
-
-    JsonNode& place(JsonNode node) {
-        if (open_.empty()) return root_ = std::move(node);
-        if (auto* const array = open_.back()->as<JsonNode::Array>())
-            return array->emplace_back(std::move(node));
-        return (*open_.back()->as<JsonNode::Object>())[key_] = std::move(node);
-    }
-
-    /// What is open stays where it is until it is closed: only the last of an array grows.
-    bool open(JsonNode node) {
-        if (open_.size() == maxNesting) return false;
-        open_.push_back(&place(std::move(node)));
-        return true;
-    }
-
-    bool close() {
-        open_.pop_back();
-        return true;
-    }
-
-    NumberTexts numbers_;
-    JsonNode root_;
-    std::vector<JsonNode*> open_;
-    std::string key_;
-    std::size_t errorPosition_ = 0;
-    bool isTooLarge_ = false;
-};
-
-JsonErrorPlace placeOf(std::string_view text, std::size_t position) {
-    const std::string_view before = text.substr(0, position == 0 ? 0 : std::min(position - 1, text.size()));
-    const auto lines = static_cast<std::size_t>(std::count(before.begin(), before.end(), '\n'));
-    const std::size_t lineStart = before.rfind('\n') + 1;  // 0 where there is none
-    return {lines + 1, before.size() - lineStart + 1};
+std::string_view verbatimText(std::string_view text) {
+    return text.substr(1);
 }
 
 void write(JsonWriter& writer, const JsonNode& node);
@@ -138,8 +190,13 @@ struct NodeWriter {
 
     void operator()(std::nullptr_t) const { writer.null(); }
     void operator()(bool flag) const { writer.value(flag); }
-    void operator()(const JsonNode::Number& number) const { writer.numberText(number.text); }
-    void operator()(const std::string& text) const { writer.value(text); }
+    void operator()(const JsonNode::Number& number) const { writer.verbatim(number.text); }
+    void operator()(const std::string& text) const {
+        if (isVerbatim(text))
+            writer.verbatim(verbatimText(text));
+        else
+            writer.value(text);
+    }
     void operator()(const JsonNode::Array& items) const {
         writer.beginArray();
         for (const JsonNode& item : items)
@@ -149,7 +206,10 @@ struct NodeWriter {
     void operator()(const JsonNode::Object& members) const {
         writer.beginObject();
         for (const auto& [name, value] : members) {
-            writer.key(name);
+            if (isVerbatim(name))
+                writer.key(name, verbatimText(name));
+            else
+                writer.key(name);
             write(writer, value);
         }
         writer.endObject();
@@ -163,22 +223,10 @@ void write(JsonWriter& writer, const JsonNode& node) {
 }  // namespace
 
 std::optional<JsonNode> readJsonDocument(std::string_view text, JsonErrorPlace& place) {
-    TreeBuilder builder(text);
-    // The library overlooks a byte-order mark, and takes a zero byte for the end.
-    const bool hasMark = text.starts_with("\xEF\xBB\xBF");
-    const std::size_t zero = text.find('\0');
-    if (!hasMark && nlohmann::json::sax_parse(text.begin(), text.end(), &builder)) {
-        if (zero == std::string_view::npos) return builder.take();
-        place = placeOf(text, zero + 1);
-        return std::nullopt;
-    }
-    if (builder.isTooLarge() && JsonReader().read(text)) {
-        // A number beyond a double's range, of which the library will hear nothing: all that it tells is
-        // where one stands.
-        TreeBuilder again(text);
-        if (nlohmann::json::sax_parse(withoutNumbers(text), &again)) return again.take();
-    }
-    place = placeOf(text, builder.errorPosition());
+    DocumentReader reader(text);
+    JsonNode root;
+    if (reader.read(root)) return root;
+    place = reader.place();
     return std::nullopt;
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <map>
 #include <optional>
 #include <string>
@@ -11,7 +12,12 @@ namespace ledgerfern {
 
 /// A JSON value of a document that is to be changed in places and written back: somebody else's settings.
 /// Every number keeps its text, so that none comes back as another: 1.0 stays 1.0, and 10^30 what it was.
+///
+/// Strings and keys are UTF-8. One with half of a surrogate pair, which UTF-8 can't hold, keeps its text too:
+/// it is what stands in the document, quotes included, behind a byte that UTF-8 doesn't have, `verbatim`.
 struct JsonNode {
+    static constexpr char verbatim = '\xFF';
+
     struct Number {
         std::string text;
 
@@ -42,7 +48,7 @@ struct JsonErrorPlace {
 };
 
 /// Reads a whole JSON text (RFC 8259, valid UTF-8, no byte-order mark, at most 1,024 arrays and objects
-/// inside each other). Absent where it isn't one; `place` tells where then.
+/// inside each other). Absent where it isn't one; `place` tells where it stops being one then.
 std::optional<JsonNode> readJsonDocument(std::string_view text, JsonErrorPlace& place);
 
 /// The document as a text with two blanks a level, each object's keys in the order of their bytes, and a line

@@ -115,7 +115,7 @@ void JsonWriter::endArray() {
     end(false, ']');
 }
 
-void JsonWriter::key(std::string_view name) {
+void JsonWriter::beginKey(std::string_view name) {
     check(!levels_.empty() && levels_.back().isObject && !afterKey_, "a JSON key outside an object");
     Level& level = levels_.back();
     check(level.isEmpty || level.lastKey < name, "the keys of a JSON object don't ascend");
@@ -123,9 +123,23 @@ void JsonWriter::key(std::string_view name) {
     level.isEmpty = false;
     level.lastKey = name;
     newLine();
-    appendAnyBytes(out_, name);
+}
+
+void JsonWriter::endKey() {
     out_.append(layout_ == Layout::compact ? ":" : ": ");
     afterKey_ = true;
+}
+
+void JsonWriter::key(std::string_view name) {
+    beginKey(name);
+    appendAnyBytes(out_, name);
+    endKey();
+}
+
+void JsonWriter::key(std::string_view name, std::string_view json) {
+    beginKey(name);
+    out_.append(json);
+    endKey();
 }
 
 void JsonWriter::null() {
@@ -138,9 +152,9 @@ void JsonWriter::value(bool flag) {
     out_.append(flag ? "true" : "false");
 }
 
-void JsonWriter::numberText(std::string_view text) {
+void JsonWriter::verbatim(std::string_view json) {
     beginValue();
-    out_.append(text);
+    out_.append(json);
 }
 
 void JsonWriter::value(std::int64_t number) {

@@ -25,6 +25,8 @@ public:
     void beginArray();
     void endArray();
     void key(std::string_view name);
+    /// The same by its text, which must be a JSON string; its place among the keys is that of `name`.
+    void key(std::string_view name, std::string_view json);
 
     void null();
     void value(bool flag);
@@ -34,8 +36,8 @@ public:
     void value(std::string_view text);
     void value(const char* text) { value(std::string_view(text)); }
     void value(const std::string& text) { value(std::string_view(text)); }
-    /// A number by its text, which must be one of JSON's.
-    void numberText(std::string_view text);
+    /// A value by its text, which must be JSON.
+    void verbatim(std::string_view json);
     /// The bytes as a text in base64.
     void base64(std::string_view bytes);
     template <class T>
@@ -59,6 +61,8 @@ private:
         std::string lastKey;
     };
 
+    void beginKey(std::string_view name);
+    void endKey();
     void beginValue();
     void newLine();
     void end(bool isObject, char bracket);
