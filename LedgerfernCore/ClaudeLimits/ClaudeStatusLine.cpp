@@ -41,7 +41,7 @@ Settings settingsOf(const std::string& path, std::string_view bytes) {
     if (!document)
         return {{},
                 {shown(path) + " isn't valid JSON (line " + std::to_string(place.line) + ", column " +
-                 std::to_string(place.column) + "); not changing it."}};
+                 std::to_string(place.column) + "); not changing it. Correct it, and try again."}};
     if (auto* const object = document->as<Object>()) return {std::move(*object), {}};
     return {{}, {repairedUtf8(path) + " isn't a JSON object; not changing it."}};
 }
@@ -88,6 +88,21 @@ const std::string* commandOf(const Object& settings) {
 bool isOurs(const Object& settings, const std::string& supportDirectory) {
     const std::string* const command = commandOf(settings);
     return command && *command == wrapperCommand(supportDirectory);
+}
+
+/// The settings couldn't name the script.
+Result requireUtf8Path(const std::string& supportDirectory) {
+    if (isValidUtf8(supportDirectory)) return {};
+    return {"the path " + shown(supportDirectory) +
+            " isn't UTF-8, so Claude Code's settings can't hold it; rename its folders, and try again"};
+}
+
+/// What isn't UTF-8 couldn't be put back.
+Result requireUtf8Command(const Object& settings, const std::string& settingsPath) {
+    const std::string* const command = commandOf(settings);
+    if (!command || isValidUtf8(*command)) return {};
+    return {"the status line's command in " + shown(settingsPath) +
+            " holds half of a surrogate pair, which can't be saved; correct it, and try again"};
 }
 
 /// Keeps the first state of the settings, unless there are none.
@@ -158,9 +173,11 @@ bool isInstalled(const std::string& settingsPath, const std::string& supportDire
 }
 
 Result install(const std::string& settingsPath, const std::string& supportDirectory, WriteSteps& steps) {
+    if (auto valid = requireUtf8Path(supportDirectory); !valid) return valid;
     if (auto made = createFolder(supportDirectory); !made) return made;
     Settings settings = readSettings(settingsPath);
     if (!settings.result) return settings.result;
+    if (auto valid = requireUtf8Command(settings.members, settingsPath); !valid) return valid;
     if (auto written = writeScript(supportDirectory, steps); !written) return written;
     // The former command is saved already, and would be lost.
     if (isOurs(settings.members, supportDirectory)) return {};

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #include "Foundation/AtomicWrite.h"
 #include "Foundation/Result.h"
@@ -14,7 +15,8 @@
 /// is replaced whole or not at all; where it is a link, what it leads to is replaced, and its permissions
 /// stay. Of two programs that change it at once the last wins.
 ///
-/// Paths are absolute; a support directory with a quotation mark in its path isn't handled.
+/// Paths are absolute; a support directory with a quotation mark in its path isn't handled. One whose path
+/// isn't UTF-8 can't be named in the settings, and isn't connected.
 namespace ledgerfern::ClaudeStatusLine {
 
 inline constexpr std::string_view scriptName = "claude-statusline.sh";  ///< In the support directory.

@@ -1,38 +1,15 @@
-#include "ClaudeLimits/ClaudeStatusLine.h"
+#include "core/ClaudeStatusLineFixture.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <functional>
+#include <sys/stat.h>
 
 #include "Foundation/JsonDocument.h"
-#include "core/FileFixture.h"
-#include "core/StepsWithAnEvent.h"
 
 namespace ledgerfern {
 namespace {
 
 using testing::HasSubstr;
-
-class ClaudeStatusLineTest : public FileFixture {
-protected:
-    std::string settings() const { return path("claude/settings.json"); }
-    std::string support() const { return path("Application Support/Ledgerfern"); }
-    std::string wrapper() const { return ClaudeStatusLine::wrapperCommand(support()); }
-
-    void writeSettings(const std::string& text) const { write("claude/settings.json", text); }
-    std::string settingsText() const { return read("claude/settings.json"); }
-    std::string former() const { return read("Application Support/Ledgerfern/claude-statusline-original"); }
-    bool exists(const std::string& name) const { return std::filesystem::exists(path(name)); }
-
-    Result install() const { return ClaudeStatusLine::install(settings(), support()); }
-    Result uninstall() const { return ClaudeStatusLine::uninstall(settings(), support()); }
-    bool isInstalled() const { return ClaudeStatusLine::isInstalled(settings(), support()); }
-
-    static constexpr const char* backup = "claude/settings.json.ledgerfern-backup";
-};
+using ClaudeStatusLineTest = ClaudeStatusLineFixture;
 
 TEST_F(ClaudeStatusLineTest, theCommandQuotesThePath) {
     EXPECT_EQ(ClaudeStatusLine::wrapperCommand("/a b/L"), "bash \"/a b/L/claude-statusline.sh\"");
@@ -49,8 +26,20 @@ TEST_F(ClaudeStatusLineTest, withoutSettingsMakesThem) {
     EXPECT_EQ(former(), "");
     ASSERT_TRUE(uninstall());
     EXPECT_EQ(settingsText(), "{}\n");
-    EXPECT_FALSE(exists("Application Support/Ledgerfern/claude-statusline-original"));
-    EXPECT_TRUE(exists("Application Support/Ledgerfern/claude-statusline.sh"));
+    EXPECT_FALSE(exists(original));
+}
+
+TEST_F(ClaudeStatusLineTest, leavesScriptReadingAndBackupBehind) {
+    const std::string status = "Application Support/Ledgerfern/claude-status.json";
+    writeSettings("{}");
+    ASSERT_TRUE(install());
+    write(status, "a reading");
+    const std::string runs = read(script);
+    ASSERT_TRUE(uninstall());
+    EXPECT_EQ(read(script), runs);
+    EXPECT_EQ(read(status), "a reading");
+    EXPECT_EQ(read(backup), "{}");
+    EXPECT_EQ(namesIn(support()), (std::set<std::string>{"claude-statusline.sh", "claude-status.json"}));
 }
 
 TEST_F(ClaudeStatusLineTest, anEmptyFileIsAnEmptyObject) {
@@ -77,16 +66,69 @@ TEST_F(ClaudeStatusLineTest, keepsEverySettingAndTheFormerCommand) {
     EXPECT_EQ(read(backup), before);
 }
 
+TEST_F(ClaudeStatusLineTest, theStatusLineBecomesACommandAndStaysOne) {
+    writeSettings(R"({"statusLine":{"type":"static","command":"mine"}})");
+    ASSERT_TRUE(install());
+    EXPECT_THAT(settingsText(), HasSubstr(R"("type": "command")"));
+    writeSettings(R"({"statusLine":{"command":"mine"}})");
+    ASSERT_TRUE(install());
+    ASSERT_TRUE(uninstall());
+    EXPECT_EQ(settingsText(),
+              "{\n  \"statusLine\": {\n    \"command\": \"mine\",\n"
+              "    \"type\": \"command\"\n  }\n}\n");
+}
+
+TEST_F(ClaudeStatusLineTest, halfASurrogatePairStaysAsItStands) {
+    writeSettings(R"({"\uDC00":"a\ud83d\n","statusLine":{"command":"mine","\ud800":1}})");
+    ASSERT_TRUE(install());
+    EXPECT_TRUE(isInstalled());
+    ASSERT_TRUE(uninstall());
+    EXPECT_EQ(settingsText(), R"({
+  "statusLine": {
+    "command": "mine",
+    "type": "command",
+    "\ud800": 1
+  },
+  "\uDC00": "a\ud83d\n"
+}
+)");
+}
+
+TEST_F(ClaudeStatusLineTest, aCommandThatCannotBeSavedStaysByteForByte) {
+    const std::string text = R"({"statusLine":{"command":"echo \ud83d"}})";
+    writeSettings(text);
+    EXPECT_EQ(install().error, "the status line's command in “" + settings() +
+                                   "” holds half of a surrogate pair, which can't be saved; correct it, and "
+                                   "try again");
+    EXPECT_EQ(settingsText(), text);
+    EXPECT_FALSE(exists(script));
+    EXPECT_FALSE(exists(backup));
+}
+
+TEST_F(ClaudeStatusLineTest, aPathThatSettingsCannotHoldIsRefused) {
+    const std::string bad = path("a\xFF/Ledgerfern");
+    for (const char* text : {R"({"statusLine":{"command":"mine"}})", R"({})"}) {
+        writeSettings(text);
+        EXPECT_EQ(ClaudeStatusLine::install(settings(), bad).error,
+                  "the path “" + path("a\uFFFD/Ledgerfern") +
+                      "” isn't UTF-8, so Claude Code's settings can't hold it; rename its folders, and try "
+                      "again");
+        EXPECT_FALSE(ClaudeStatusLine::isInstalled(settings(), bad));
+        EXPECT_EQ(settingsText(), text);
+        EXPECT_EQ(names(), std::set<std::string>{"claude"});
+        EXPECT_EQ(namesIn(path("claude")), std::set<std::string>{"settings.json"});
+    }
+}
+
 TEST_F(ClaudeStatusLineTest, installingTwiceOnlyRefreshesTheScript) {
     writeSettings(R"({"statusLine":{"command":"mine"}})");
     ASSERT_TRUE(install());
     const std::string once = settingsText();
-    write("Application Support/Ledgerfern/claude-statusline.sh", "old");
+    write(script, "old");
     ASSERT_TRUE(install());
     EXPECT_EQ(settingsText(), once);
     EXPECT_EQ(former(), "mine");
-    EXPECT_EQ(read("Application Support/Ledgerfern/claude-statusline.sh"),
-              ClaudeStatusLine::script(support()));
+    EXPECT_EQ(read(script), ClaudeStatusLine::script(support()));
 }
 
 TEST_F(ClaudeStatusLineTest, theFirstBackupStays) {
@@ -121,10 +163,14 @@ TEST_F(ClaudeStatusLineTest, whatIsNotOursStays) {
     ASSERT_TRUE(uninstall());
     EXPECT_EQ(settingsText(), R"({"statusLine":{"command":"mine"}})");
     ASSERT_TRUE(install());
-    writeSettings(R"({"statusLine":{"command":"another"}})");
-    EXPECT_FALSE(isInstalled());
-    ASSERT_TRUE(uninstall());
-    EXPECT_EQ(settingsText(), R"({"statusLine":{"command":"another"}})");
+    for (const char* text : {R"({"statusLine":"x"})", R"({"statusLine":{"command":5}})",
+                             R"({"statusLine":{"command":"another"}})"}) {
+        writeSettings(text);
+        EXPECT_FALSE(isInstalled());
+        ASSERT_TRUE(uninstall());
+        EXPECT_EQ(settingsText(), text);
+        EXPECT_EQ(former(), "mine");
+    }
     ASSERT_TRUE(install());
     EXPECT_EQ(former(), "another");
 }
@@ -137,12 +183,14 @@ TEST_F(ClaudeStatusLineTest, settingsThatCannotBeUnderstoodStayByteForByte) {
         EXPECT_FALSE(uninstall()) << text;
         EXPECT_EQ(settingsText(), text);
         EXPECT_FALSE(exists(backup));
-        EXPECT_FALSE(exists("Application Support/Ledgerfern/claude-statusline.sh"));
+        EXPECT_FALSE(exists(script));
     }
     writeSettings("[]");
     EXPECT_EQ(install().error, settings() + " isn't a JSON object; not changing it.");
     writeSettings("{\n1}");
-    EXPECT_THAT(install().error.value_or(""), HasSubstr("isn't valid JSON (line 2, column 1)"));
+    EXPECT_EQ(install().error,
+              "“" + settings() +
+                  "” isn't valid JSON (line 2, column 1); not changing it. Correct it, and try again.");
 }
 
 TEST_F(ClaudeStatusLineTest, aLinkStaysOneAndPermissionsStay) {
@@ -161,126 +209,19 @@ TEST_F(ClaudeStatusLineTest, aLinkStaysOneAndPermissionsStay) {
     EXPECT_EQ(read("elsewhere/real.json"), "{\n  \"a\": 1\n}\n");
 }
 
-TEST_F(ClaudeStatusLineTest, theScriptMayBeRun) {
-    ASSERT_TRUE(install());
-    EXPECT_EQ(
-        std::filesystem::status(path("Application Support/Ledgerfern/claude-statusline.sh")).permissions(),
-        std::filesystem::perms(0755));
+TEST_F(ClaudeStatusLineTest, theScriptMayBeRunWhateverWasThereAndWhateverTheMask) {
+    write(script, "old");
+    std::filesystem::permissions(path(script), std::filesystem::perms(0600));
+    const mode_t mask = ::umask(077);
+    EXPECT_TRUE(install());
+    ::umask(mask);
+    EXPECT_EQ(std::filesystem::status(path(script)).permissions(), std::filesystem::perms(0755));
 }
 
 TEST_F(ClaudeStatusLineTest, aFolderInPlaceOfTheSettingsIsAnError) {
     makeFolder("claude/settings.json");
     EXPECT_FALSE(isInstalled());
     EXPECT_THAT(install().error.value_or(""), HasSubstr("can't read"));
-}
-
-/// What an install or an uninstall comes to where something happens in place of one of its steps, each in its
-/// turn: the settings are the old file or the complete new one, and the next attempt succeeds.
-class ClaudeStatusLineSweep : public ClaudeStatusLineTest {
-protected:
-    using Work = std::function<Result(WriteSteps&)>;
-    using Check = std::function<void()>;
-
-    const Work installing = [this](WriteSteps& steps) {
-        return ClaudeStatusLine::install(settings(), support(), steps);
-    };
-    const Work uninstalling = [this](WriteSteps& steps) {
-        return ClaudeStatusLine::uninstall(settings(), support(), steps);
-    };
-    static constexpr const char* mine = R"({"a":1.0,"statusLine":{"type":"command","command":"mine"}})";
-
-    void beNotConnected() const {
-        for (const char* folder : {"claude", "Application Support"})
-            std::filesystem::remove_all(path(folder));
-        writeSettings(mine);
-    }
-    void beConnected() const {
-        beNotConnected();
-        ASSERT_TRUE(install());
-    }
-    void expectConnected() const {
-        EXPECT_TRUE(isInstalled());
-        EXPECT_EQ(former(), "mine");
-        EXPECT_EQ(read(backup), mine);
-        EXPECT_EQ(read("Application Support/Ledgerfern/claude-statusline.sh"),
-                  ClaudeStatusLine::script(support()));
-    }
-    void expectNotConnected() const {
-        JsonErrorPlace place;
-        EXPECT_EQ(readJsonDocument(settingsText(), place), readJsonDocument(mine, place));
-    }
-
-    /// The settings' texts before and after the work.
-    std::pair<std::string, std::string> texts(const Work& work) const {
-        const std::string before = settingsText();
-        WriteSteps steps;
-        EXPECT_TRUE(work(steps));
-        return {before, settingsText()};
-    }
-
-    /// Lets each step of the work fail. Gives how often the whole failed for that.
-    int failEachStep(const Check& begin, const Work& work, const Check& expectDone) const {
-        int failures = 0;
-        begin();
-        const auto [before, after] = texts(work);
-        bool happened = true;
-        for (int step = 1; happened && !HasFailure(); ++step) {
-            SCOPED_TRACE(step);
-            begin();
-            StepsWithAnEvent failing(step, [] { return fail(ENOSPC); });
-            const Result result = work(failing);
-            happened = failing.happened();
-            failures += result ? 0 : 1;
-            EXPECT_EQ(settingsText(), result ? after : before);
-            WriteSteps again;
-            EXPECT_TRUE(work(again));
-            expectDone();
-        }
-        return failures;
-    }
-
-    /// Lets a process die at each step of the work. Gives in how many places it died.
-    int dieAtEachStep(const Check& begin, const Work& work, const Check& expectDone) const {
-        constexpr int died = 42;
-        int deaths = 0;
-        begin();
-        const auto [before, after] = texts(work);
-        for (bool isDead = true; isDead && !HasFailure(); deaths += isDead ? 1 : 0) {
-            SCOPED_TRACE(deaths + 1);
-            begin();
-            const pid_t child = ::fork();
-            if (child == 0) {
-                StepsWithAnEvent deadly(deaths + 1, []() -> int { ::_exit(died); });
-                ::_exit(work(deadly) ? 0 : 1);
-            }
-            int status = 0;
-            EXPECT_EQ(::waitpid(child, &status, 0), child);
-            isDead = WEXITSTATUS(status) == died;
-            EXPECT_TRUE(isDead || status == 0);
-            const std::string text = settingsText();
-            EXPECT_TRUE(text == after || (isDead && text == before)) << text;
-            WriteSteps again;
-            EXPECT_TRUE(work(again));
-            expectDone();
-        }
-        return deaths;
-    }
-};
-
-TEST_F(ClaudeStatusLineSweep, anInstallThatFailsAnywhereLeavesOldSettingsOrNewOnes) {
-    const int failures =
-        failEachStep([this] { beNotConnected(); }, installing, [this] { expectConnected(); });
-    EXPECT_EQ(failures, 4 * 5 + 3) << "five steps a file, and the permissions of all but the settings";
-}
-
-TEST_F(ClaudeStatusLineSweep, anUninstallThatFailsAnywhereLeavesOldSettingsOrNewOnes) {
-    EXPECT_EQ(failEachStep([this] { beConnected(); }, uninstalling, [this] { expectNotConnected(); }), 5);
-}
-
-TEST_F(ClaudeStatusLineSweep, aProcessThatDiesAnywhereLeavesOldSettingsOrNewOnes) {
-    EXPECT_EQ(dieAtEachStep([this] { beNotConnected(); }, installing, [this] { expectConnected(); }), 4 * 7);
-    EXPECT_EQ(dieAtEachStep([this] { beConnected(); }, uninstalling, [this] { expectNotConnected(); }),
-              7 + 1);
 }
 
 TEST_F(ClaudeStatusLineTest, aFolderThatCannotBeMadeIsAnErrorThatNamesIt) {
@@ -309,19 +250,19 @@ TEST_F(ClaudeStatusLineTest, aFormerCommandThatIsNoTextCountsAsNone) {
     for (const char* bytes : {"\xFF", ""}) {
         writeSettings(R"({"statusLine":{"command":"mine"}})");
         ASSERT_TRUE(install());
-        write("Application Support/Ledgerfern/claude-statusline-original", bytes);
+        write(original, bytes);
         ASSERT_TRUE(uninstall());
         EXPECT_EQ(settingsText(), "{}\n");
     }
     ASSERT_TRUE(install());
-    std::filesystem::remove(path("Application Support/Ledgerfern/claude-statusline-original"));
+    std::filesystem::remove(path(original));
     ASSERT_TRUE(uninstall());
     EXPECT_EQ(settingsText(), "{}\n");
 }
 
 TEST_F(ClaudeStatusLineTest, theFormerCommandIsForTheUsersEyesAlone) {
     ASSERT_TRUE(install());
-    const std::string saved = path("Application Support/Ledgerfern/claude-statusline-original");
+    const std::string saved = path(original);
     EXPECT_EQ(std::filesystem::status(saved).permissions(), std::filesystem::perms(0600));
 }
 

@@ -1,11 +1,9 @@
 #include <array>
-#include <atomic>
 #include <csignal>
-#include <cstdlib>
 #include <random>
 
-#include "Foundation/Numbers.h"
 #include "core/FileCacheFixture.h"
+#include "core/Kills.h"
 #include "core/OtherProgram.h"
 
 namespace ledgerfern {
@@ -99,16 +97,9 @@ std::int64_t lastOfKilled(const std::string& database, std::int64_t firstVersion
     const std::size_t awaited = random() % (mostRows + 1);
     writer.await(awaited);
     // Somewhere within the next rows.
-    std::atomic<std::size_t> spin = random() % 200'000;
-    while (spin > 0)
-        --spin;
+    spin(random, 200'000);
     writer.kill();
     return firstVersion - 1 + static_cast<std::int64_t>(awaited + writer.rest());
-}
-
-int kills() {
-    const char* const wanted = std::getenv("LEDGERFERN_KILLS");
-    return wanted == nullptr ? 20 : static_cast<int>(readInteger(wanted).value_or(20));
 }
 
 TEST_F(FileCacheProcessesTest, aKillLeavesEachRowOldOrNew) {

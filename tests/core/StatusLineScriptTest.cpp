@@ -185,7 +185,10 @@ TEST_F(StatusLineScript, endsAsTheFormerCommandDoes) {
 
 TEST_F(StatusLineScript, runsACommandThatReadsNothing) {
     connectInFrontOf("true");
-    EXPECT_EQ(run(std::string(200'000, 'x')).out, "");
+    const Outcome outcome = run(std::string(200'000, 'x'));
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_EQ(outcome.err, "");
+    EXPECT_EQ(outcome.status, 0);
     EXPECT_EQ(supported("claude-status.json").size(), 200'000u);
 }
 
