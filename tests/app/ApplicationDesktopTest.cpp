@@ -59,20 +59,29 @@ protected:
         return !kept.empty() && std::includes(kept.begin(), kept.end(), readings.begin(), readings.end());
     }
 
-    /// What is new, without the application's own files.
-    std::set<std::string> newSince(const std::set<std::string>& before) const {
-        const std::set<std::string> after = home.everything();
-        std::set<std::string> found;
-        std::set_difference(after.begin(), after.end(), before.begin(), before.end(),
-                            std::inserter(found, found.end()));
+    /// What is new, gone or another, without the application's own files and the folders in which they, and
+    /// those that it needs for a while, come and go.
+    std::set<std::string> changedSince(const std::map<std::string, std::string>& before) const {
+        const auto after = home.everything();
+        std::map<std::string, std::string> different;
+        std::set_symmetric_difference(after.begin(), after.end(), before.begin(), before.end(),
+                                      std::inserter(different, different.end()));
+        std::set<std::string> names;
+        for (const auto& [name, seen] : different)
+            names.insert(name);
+        for (const char* const name : {"run", "tmp"})
+            names.erase(name);
+        names.erase(supportName);
         for (const char* const name : {"snapshots.sqlite", "snapshots.sqlite-wal", "snapshots.sqlite-shm",
                                        "filecache.sqlite", "filecache.sqlite-wal", "filecache.sqlite-shm"})
-            found.erase(supportName + "/" + name);
-        return found;
+            names.erase(supportName + "/" + name);
+        return names;
     }
-    /// The folders are there already, so that nothing but files can be new.
-    std::set<std::string> everythingBeforeStart() const {
+    /// The folders are there already, and so is what belongs to the agents.
+    std::map<std::string, std::string> everythingBeforeStart() const {
         std::filesystem::create_directories(home.support());
+        home.write(".claude/settings.json",
+                   R"({"model":"opus","statusLine":{"type":"command","command":"date"}})");
         return home.everything();
     }
 
@@ -160,13 +169,13 @@ TEST_F(ApplicationDesktop, aSecondStartEndsAtOnceAndAKilledOneDoesntStandInTheWa
 TEST_F(ApplicationDesktop, askedToEndItLeavesNothingButItsOwnFiles) {
     LiveSession session(home, 1);
     session.request(12);
-    const std::set<std::string> before = everythingBeforeStart();
+    const auto before = everythingBeforeStart();
     RunningApplication application(home);
     ASSERT_TRUE(awaitToolTip("Ledgerfern 12%"));
     EXPECT_TRUE(eventually([&] { return hasAllReadings(); }, ample));
     EXPECT_EQ(application.terminate(), 0);
     EXPECT_EQ(application.said(), "");
-    EXPECT_THAT(newSince(before), IsEmpty());
+    EXPECT_THAT(changedSince(before), IsEmpty());
 }
 
 TEST_F(ApplicationDesktop, askedToEndDuringALongScanItDoesSoAtOnce) {
@@ -182,7 +191,7 @@ TEST_F(ApplicationDesktop, askedToEndDuringALongScanItDoesSoAtOnce) {
         std::filesystem::create_hard_link(file,
                                           home.path(folder + "rollout-" + std::to_string(i) + ".jsonl"));
 
-    const std::set<std::string> before = everythingBeforeStart();
+    const auto before = everythingBeforeStart();
     RunningApplication application(home);
     ASSERT_TRUE(awaitToolTip("Ledgerfern …"));
     const auto cachedLogs = [this] {
@@ -191,7 +200,7 @@ TEST_F(ApplicationDesktop, askedToEndDuringALongScanItDoesSoAtOnce) {
     EXPECT_TRUE(eventually([&] { return !cachedLogs().empty(); }, ample)) << "the scan doesn't begin";
     EXPECT_EQ(application.terminate(), 0);
     EXPECT_EQ(application.said(), "");
-    EXPECT_THAT(newSince(before), IsEmpty());
+    EXPECT_THAT(changedSince(before), IsEmpty());
     EXPECT_THAT(cachedLogs(), ElementsAre("0")) << "the scan was through";
 }
 

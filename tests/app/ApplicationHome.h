@@ -10,12 +10,12 @@
 #include <filesystem>
 #include <map>
 #include <optional>
-#include <set>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "Engine/Engine.h"
+#include "Foundation/FileStat.h"
 #include "Foundation/Files.h"
 #include "Foundation/Sqlite.h"
 #include "app/EventLoop.h"
@@ -73,12 +73,21 @@ public:
         return process.readAllStandardOutput().toStdString();
     }
 
-    /// All files and folders that there are, in the runtime directory and for temporary files too.
-    std::set<std::string> everything() const {
-        std::set<std::string> names;
-        for (const auto& entry : std::filesystem::recursive_directory_iterator(folder_.path()))
-            names.insert(entry.path().lexically_relative(folder_.path()).string());
-        return names;
+    /// All files and folders that there are, in the runtime directory and for temporary files too:
+    /// permissions, modification time and, of a file with one name, the bytes.
+    std::map<std::string, std::string> everything() const {
+        std::map<std::string, std::string> found;
+        for (const auto& entry : std::filesystem::recursive_directory_iterator(folder_.path())) {
+            struct stat attributes{};
+            EXPECT_EQ(::lstat(entry.path().c_str(), &attributes), 0);
+            const std::timespec time = modificationTime(attributes);
+            const bool hasBytes = S_ISREG(attributes.st_mode) && attributes.st_nlink == 1;
+            found[entry.path().lexically_relative(folder_.path()).string()] =
+                std::to_string(attributes.st_mode) + ' ' + std::to_string(time.tv_sec) + '.' +
+                std::to_string(time.tv_nsec) + '\n' +
+                (hasBytes ? readWholeFile(entry.path()).value_or("") : "");
+        }
+        return found;
     }
 
     /// What a scan without a cache finds.
