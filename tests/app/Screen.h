@@ -19,17 +19,14 @@ public:
                       {QStringLiteral("-displayfd"), QStringLiteral("1"), QStringLiteral("-screen"),
                        QStringLiteral("0"), QStringLiteral("1440x900x24"), QStringLiteral("-nolisten"),
                        QStringLiteral("tcp"), QStringLiteral("-noreset")});
-        EXPECT_TRUE(eventually([this] { return server_.canReadLine(); }));
+        EXPECT_TRUE(eventually([this] { return server_.canReadLine(); }, patience));
         environment_.insert(QStringLiteral("DISPLAY"), ":" + QString::fromUtf8(server_.readLine()).trimmed());
         manager_.setProcessEnvironment(environment_);
         manager_.setStandardErrorFile(QProcess::nullDevice());
         manager_.start(QStringLiteral("openbox"), QStringList());
-        EXPECT_TRUE(eventually([this] { return isManaged(); }));
+        EXPECT_TRUE(eventually([this] { return isManaged(); }, patience));
     }
-    ~Screen() {
-        end(manager_);
-        end(server_);
-    }
+    ~Screen() { kill(); }
     Screen(const Screen&) = delete;
     Screen& operator=(const Screen&) = delete;
 
@@ -43,12 +40,20 @@ public:
         return QString::fromUtf8(process.readAllStandardOutput());
     }
 
+    /// Takes it away from the programs that are on it.
+    void kill() {
+        end(manager_);
+        end(server_);
+    }
+
     static void end(QProcess& process) {
         process.kill();
         process.waitForFinished();
     }
 
 private:
+    static constexpr qint64 patience = 120'000;  // milliseconds; the machine may be busy
+
     bool isManaged() const {
         const QStringList question{QStringLiteral("-root"), QStringLiteral("_NET_SUPPORTING_WM_CHECK")};
         return output(QStringLiteral("xprop"), question).contains(QStringLiteral("0x"));
