@@ -3,6 +3,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <functional>
 #include <memory>
 
 #include "Application/AppState.h"
@@ -58,11 +59,19 @@ int runFirst(SingleInstance& instance, QtMainLoop& loop, ThreadWorkers& workers)
 }
 
 /// Ends the process without waiting for a scan that takes long: what it writes can't be left half done.
-[[noreturn]] void end(ThreadWorkers& workers, int status) {
+[[noreturn]] void end(std::unique_ptr<SingleInstance>& instance, ThreadWorkers& workers, int status) {
+    instance.reset();
     workers.waitUntilIdle(patience);
     std::fflush(nullptr);
     endProcess(status);
 }
+
+/// Acts when the thread's objects go. Where a library calls `exit`, as Qt does without its X server, that is
+/// before static objects go, which the workers still use.
+struct AtExit {
+    std::function<void()> act;
+    ~AtExit() { act(); }
+};
 
 int run(int& count, char** arguments) {
     const QApplication application(count, arguments);
@@ -75,9 +84,8 @@ int run(int& count, char** arguments) {
     }
     QtMainLoop loop;
     ThreadWorkers workers;
-    const int status = runFirst(*instance, loop, workers);
-    instance.reset();
-    end(workers, status);
+    thread_local const AtExit atExit{[&] { end(instance, workers, EXIT_FAILURE); }};
+    end(instance, workers, runFirst(*instance, loop, workers));
 }
 
 }  // namespace

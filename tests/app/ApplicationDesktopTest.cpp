@@ -178,32 +178,6 @@ TEST_F(ApplicationDesktop, askedToEndItLeavesNothingButItsOwnFiles) {
     EXPECT_THAT(changedSince(before), IsEmpty());
 }
 
-TEST_F(ApplicationDesktop, askedToEndDuringALongScanItDoesSoAtOnce) {
-    // Many names of one long log: much to read, and little on the disk.
-    test::CodexLog log;
-    log.message("assistant", {{{"type", "output_text"}, {"text", std::string(100'000, 'x')}}});
-    std::string text;
-    for (int i = 0; i < 200; ++i)
-        text += log.text;
-    const std::string folder = ".codex/sessions/2026/03/01/";
-    const std::string file = home.write(folder + "rollout-0.jsonl", text);
-    for (int i = 1; i < 500; ++i)
-        std::filesystem::create_hard_link(file,
-                                          home.path(folder + "rollout-" + std::to_string(i) + ".jsonl"));
-
-    const auto before = everythingBeforeStart();
-    RunningApplication application(home);
-    ASSERT_TRUE(awaitToolTip("Ledgerfern …"));
-    const auto cachedLogs = [this] {
-        return rows(home.support("filecache.sqlite"), "SELECT CAST(COUNT(*) AS TEXT) FROM files");
-    };
-    EXPECT_TRUE(eventually([&] { return !cachedLogs().empty(); }, ample)) << "the scan doesn't begin";
-    EXPECT_EQ(application.terminate(), 0);
-    EXPECT_EQ(application.said(), "");
-    EXPECT_THAT(changedSince(before), IsEmpty());
-    EXPECT_THAT(cachedLogs(), ElementsAre("0")) << "the scan was through";
-}
-
 TEST_F(ApplicationDesktop, withoutBusAndTrayItSaysSoOnceAndGoesOn) {
     LiveSession session(home, 1);
     session.request(12);

@@ -5,9 +5,9 @@
 #include <QDBusMessage>
 #include <QDBusObjectPath>
 #include <QDBusVariant>
-#include <QDebug>
 #include <QImage>
 #include <QList>
+#include <QMap>
 
 #include "app/FakeBusObject.h"
 
@@ -80,17 +80,44 @@ public:
         parts.endStructure();
         return title;
     }
-    /// The introspected menu as text.
-    QString menu() const {
-        QDBusMessage question = call(property(QStringLiteral("Menu")).value<QDBusObjectPath>().path(),
-                                     QStringLiteral("com.canonical.dbusmenu"), QStringLiteral("GetLayout"));
-        question.setArguments({0, -1, QStringList()});
-        QString text;
-        QDebug(&text) << QDBusConnection::sessionBus().call(question);
-        return text;
+    /// The titles of the menu's entries, with the numbers that the menu knows them by.
+    QMap<QString, int> menu() const {
+        const QDBusMessage reply = askMenu(QStringLiteral("GetLayout"), {0, -1, QStringList()});
+        QMap<QString, int> entries;
+        for (const QVariant& child : menuEntry(reply.arguments().value(1)).children) {
+            const MenuEntry entry = menuEntry(child);
+            entries[entry.properties.value(QStringLiteral("label")).toString()] = entry.number;
+        }
+        return entries;
+    }
+    /// Chooses the menu's entry of that title.
+    void choose(const QString& title) const {
+        const auto empty = QVariant::fromValue(QDBusVariant(QString()));
+        const int absent = -1;
+        askMenu(QStringLiteral("Event"), {menu().value(title, absent), QStringLiteral("clicked"), empty, 0U});
     }
 
 private:
+    struct MenuEntry {
+        int number = 0;
+        QVariantMap properties;
+        QVariantList children;
+    };
+
+    static MenuEntry menuEntry(const QVariant& layout) {
+        const auto parts = layout.value<QDBusArgument>();
+        MenuEntry entry;
+        parts.beginStructure();
+        parts >> entry.number >> entry.properties >> entry.children;
+        parts.endStructure();
+        return entry;
+    }
+    QDBusMessage askMenu(const QString& method, const QVariantList& arguments) const {
+        QDBusMessage question = call(property(QStringLiteral("Menu")).value<QDBusObjectPath>().path(),
+                                     QStringLiteral("com.canonical.dbusmenu"), method);
+        question.setArguments(arguments);
+        return QDBusConnection::sessionBus().call(question);
+    }
     QDBusMessage call(const QString& path, const QString& interface, const QString& method) const {
         return QDBusMessage::createMethodCall(item_, path, interface, method);
     }

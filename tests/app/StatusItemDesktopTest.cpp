@@ -154,9 +154,9 @@ TEST(StatusItemDesktop, aPanelOfTheNewerKindHasIconAndToolTipAndMenu) {
         EXPECT_TRUE(sizes.contains(size)) << size;
     EXPECT_FALSE(isForDark(watcher.icons().first()));
     EXPECT_EQ(watcher.toolTip(), QStringLiteral("Ledgerfern 37%"));
-    const QString menu = watcher.menu();
+    const auto menu = watcher.menu();
     for (const char* title : {"Codex 46%", "Dashboard", "Rescan Now"})
-        EXPECT_TRUE(menu.contains(QString::fromUtf8(title))) << title << menu.toStdString();
+        EXPECT_TRUE(menu.contains(QString::fromUtf8(title))) << title;
 }
 
 TEST(StatusItemDesktop, whatTheItemShowsFollowsItsContent) {
