@@ -116,10 +116,15 @@ protected:
             if (fs::exists(home.support(part))) fs::copy_file(home.support(part), folder / part);
     }
     /// Of the databases as the killed process has left them, in copies, since opening one mends it.
-    void expectSoundDatabases() const {
+    void expectSoundDatabases() {
         const test::TempFolder copies;
         for (const std::string database : databases) {
             copy(database, copies);
+            if (!fs::exists(copies / database)) {
+                EXPECT_FALSE(lasting.contains(database)) << database << " is gone";
+                continue;
+            }
+            lasting.insert(database);
             auto opened = SqliteDatabase::open(copies / database);
             auto statement = opened->prepare("PRAGMA integrity_check");
             ASSERT_TRUE(statement && statement->step() == SqliteStatement::Step::row) << database;
@@ -141,9 +146,10 @@ protected:
         return home.commandLine(arguments);
     }
 
-    void forgetCache() const {
+    void forgetCache() {
         for (const char* const part : {"", "-wal", "-shm"})
             fs::remove(home.support("filecache.sqlite") + part);
+        lasting.erase("filecache.sqlite");
     }
     double upTo(double most) { return std::uniform_real_distribution(0.0, most)(random); }
 
@@ -178,6 +184,7 @@ protected:
     std::mt19937 random{static_cast<std::mt19937::result_type>(seed)};
     std::vector<std::unique_ptr<LiveSession>> sessions;
     History before;
+    std::set<std::string> lasting{databases.begin(), databases.end()};  ///< What no death may remove.
 };
 
 }  // namespace

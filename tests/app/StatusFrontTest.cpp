@@ -69,6 +69,20 @@ TEST_F(StatusFrontTest, claudesWindowsAreShownBesideCodexs) {
     EXPECT_THAT(item.menu.at(1).title, testing::StartsWith("Claude 42% · 5h 81% · resets "));
 }
 
+TEST_F(StatusFrontTest, theMenuTellsTodaysCostAndWhatWasSkipped) {
+    const std::string today = "2026-03-03T21:20:00Z";
+    const Json used = usage(1'000'000, 0, 0);  // at five dollars
+    CodexLog log;
+    log.at(today).meta().at(today).model("gpt-5.5").at(today).tokens(used, used);
+    log.raw(R"({"type":"event_msg","payload":{"type":"token_count")");
+    writeCodex("a.jsonl", log.text);
+    make();
+    const StatusFront front(*state, item, nullptr);
+    settle();
+    item.entry("today ≈ $5.00");
+    item.entry("1 malformed session lines skipped");
+}
+
 TEST_F(StatusFrontTest, theMenuRescansAndWaitsMeanwhile) {
     makeSettled();
     const StatusFront front(*state, item, nullptr);

@@ -223,6 +223,17 @@ TEST(StatusItemDesktop, withoutASessionBusAPanelThatTakesInWindowsShowsTheItem) 
     EXPECT_TRUE(eventually([&] { return !panel.icon().isEmpty(); }));
 }
 
+TEST(StatusItemDesktop, theIconHasTheColourThatThePortalPrefersAtTheStart) {
+    Portal portal(1);
+    ASSERT_TRUE(portal.start());
+    FakeTrayWatcher watcher;
+    ASSERT_TRUE(watcher.start());
+    const Screen screen;
+    const Program program(screen.environment());
+    ASSERT_TRUE(eventually([&] { return watcher.hasItem(); }));
+    EXPECT_TRUE(eventually([&] { return isForDark(watcher.icons().first()); }));
+}
+
 TEST(StatusItemDesktop, theIconsColourFollowsThePortalsPreference) {
     const Screen screen;
     Program program(screen.environment());
