@@ -19,10 +19,7 @@ double median(std::vector<double> values) {
     return values.size() % 2 == 1 ? values[middle] : (values[middle - 1] + values[middle]) / 2;
 }
 
-namespace {
-
-/// A number that the system tells of this process; 0 where it doesn't.
-std::uint64_t processFigure(const char* file, const std::string& wanted) {
+std::uint64_t processFigure(const std::filesystem::path& file, const std::string& wanted) {
     std::ifstream lines(file);
     std::string key;
     std::uint64_t number = 0;
@@ -32,8 +29,6 @@ std::uint64_t processFigure(const char* file, const std::string& wanted) {
     }
     return 0;
 }
-
-}  // namespace
 
 std::uint64_t peakMemory() {
     return processFigure("/proc/self/status", "VmHWM:") * 1024;

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <filesystem>
 #include <functional>
+#include <string>
 #include <type_traits>
 #include <vector>
 
@@ -20,6 +21,10 @@ double secondsOf(Work&& work) {
 }
 
 double median(std::vector<double> values);
+
+/// A number that the system tells of a process or thread in one of the files that it has for them; 0 where it
+/// doesn't.
+std::uint64_t processFigure(const std::filesystem::path& file, const std::string& wanted);
 
 /// The most memory that this process has had resident so far, in bytes; 0 where the system doesn't tell.
 std::uint64_t peakMemory();
