@@ -142,7 +142,7 @@ TEST_F(DumpDerivedTest, countsEverythingByDayWhereNoCycleIsKnown) {
               0);
     const Json derived = Json::parse(text.out.text())["derived"];
     EXPECT_EQ(derived["total_tokens"], 8);
-    EXPECT_EQ(derived["kind_stacks"], Json({stack("2026-03-02", {{"Claude Code", 8}}, 8)}));
+    EXPECT_EQ(derived["kind_stacks"], Json::array({stack("2026-03-02", {{"Claude Code", 8}}, 8)}));
 }
 
 TEST_F(DumpDerivedTest, refusesAScopeThatIsNone) {
