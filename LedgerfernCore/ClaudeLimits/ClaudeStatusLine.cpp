@@ -41,7 +41,7 @@ Settings settingsOf(const std::string& path, std::string_view bytes) {
     if (!document)
         return {{},
                 {shown(path) + " isn't valid JSON (line " + std::to_string(place.line) + ", column " +
-                 std::to_string(place.column) + "); not changing it. Correct it, and try again."}};
+                 std::to_string(place.column) + ") and stays as it is; correct it, and try again"}};
     if (auto* const object = document->as<Object>()) return {std::move(*object), {}};
     return {{}, {repairedUtf8(path) + " isn't a JSON object; not changing it."}};
 }

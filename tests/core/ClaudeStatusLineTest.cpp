@@ -190,7 +190,7 @@ TEST_F(ClaudeStatusLineTest, settingsThatCannotBeUnderstoodStayByteForByte) {
     writeSettings("{\n1}");
     EXPECT_EQ(install().error,
               "“" + settings() +
-                  "” isn't valid JSON (line 2, column 1); not changing it. Correct it, and try again.");
+                  "” isn't valid JSON (line 2, column 1) and stays as it is; correct it, and try again");
 }
 
 TEST_F(ClaudeStatusLineTest, aLinkStaysOneAndPermissionsStay) {
