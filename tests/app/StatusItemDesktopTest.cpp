@@ -10,6 +10,7 @@
 #include <QProcessEnvironment>
 #include <QRegularExpression>
 #include <QTemporaryDir>
+#include <string_view>
 
 #include "app/EventLoop.h"
 #include "app/FakeBusObject.h"
@@ -232,6 +233,19 @@ TEST(StatusItemDesktop, theIconHasTheColourThatThePortalPrefersAtTheStart) {
     const Program program(screen.environment());
     ASSERT_TRUE(eventually([&] { return watcher.hasItem(); }));
     EXPECT_TRUE(eventually([&] { return isForDark(watcher.icons().first()); }));
+}
+
+TEST(StatusItemDesktop, theIconIsForADarkBarWhereTheDesktopHasNoOther) {
+    const Screen screen;
+    for (const char* const desktop : {"GNOME", "ubuntu:GNOME", "Unity", "XFCE"}) {
+        QProcessEnvironment environment = screen.environment();
+        environment.insert(QStringLiteral("XDG_CURRENT_DESKTOP"), QString::fromUtf8(desktop));
+        FakeTrayWatcher watcher;
+        ASSERT_TRUE(watcher.start());
+        const Program program(environment);
+        ASSERT_TRUE(eventually([&] { return watcher.hasItem(); }));
+        EXPECT_EQ(isForDark(watcher.icons().first()), std::string_view(desktop) != "XFCE") << desktop;
+    }
 }
 
 TEST(StatusItemDesktop, theIconsColourFollowsThePortalsPreference) {

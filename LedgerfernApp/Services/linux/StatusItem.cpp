@@ -1,6 +1,7 @@
 #include "Services/StatusItem.h"
 
 #include <QCursor>
+#include <QStringList>
 #include <QSystemTrayIcon>
 #include <utility>
 
@@ -12,6 +13,12 @@
 namespace ledgerfern {
 
 namespace {
+
+/// Whether the desktop's bar is dark also where its windows are light, as GNOME's is.
+bool isBarAlwaysDark() {
+    const QStringList names = qEnvironmentVariable("XDG_CURRENT_DESKTOP").split(':');
+    return names.contains(QStringLiteral("GNOME")) || names.contains(QStringLiteral("Unity"));
+}
 
 /// An icon in the tray with a native menu, as soon as the desktop has a tray.
 class TrayItem : public StatusItem {
@@ -45,7 +52,8 @@ private:
 
     // No desktop tells which colour its panel has. Most panels go with the desktop's colours.
     void setPanel() {
-        const auto panel = scheme_.isDark() ? StatusIcon::Panel::dark : StatusIcon::Panel::light;
+        const auto panel =
+            isBarAlwaysDark() || scheme_.isDark() ? StatusIcon::Panel::dark : StatusIcon::Panel::light;
         if (std::exchange(panel_, panel) != panel && icon_) paint();
     }
 
