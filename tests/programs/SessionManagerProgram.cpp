@@ -14,7 +14,8 @@
 #include <vector>
 
 // Of the library, though its headers lack it: leaves out a way to be reached.
-extern "C" int _IceTransNoListen(const char* protocol);  // NOLINT(bugprone-reserved-identifier)
+// NOLINTNEXTLINE(bugprone-reserved-identifier,readability-identifier-naming)
+extern "C" int _IceTransNoListen(const char* protocol);
 
 namespace {
 

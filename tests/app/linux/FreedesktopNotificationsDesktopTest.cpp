@@ -167,7 +167,7 @@ TEST_F(NotificationPosting, bearsAServiceThatCanNotBeStarted) {
     ASSERT_TRUE(daemon->isRunning());
     post("52%");
     EXPECT_TRUE(
-        eventually([&] { return daemon->seen().size() > 0 && daemon->seen().back().first == "52%"; }));
+        eventually([&] { return !daemon->requests.empty() && daemon->seen().back().first == "52%"; }));
 }
 
 TEST_F(NotificationPosting, bearsAnAnswerThatIsNoNumber) {
